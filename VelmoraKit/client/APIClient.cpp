@@ -1,0 +1,180 @@
+#include "APIClient.h"
+
+#include "AppEnvironment.h"
+#include "WireJson.h"
+
+#include <QCoroNetworkReply>
+#include <QStringDecoder>
+
+#include <memory>
+
+namespace {
+
+std::optional<QUrl>& baseURLOverride() {
+    static std::optional<QUrl> url;
+    return url;
+}
+
+struct DeleteLater {
+    void operator()(QObject* object) const { object->deleteLater(); }
+};
+
+} // namespace
+
+template <typename T>
+T decodeResult(const QByteArray& body, std::optional<qint64>* version) {
+    try {
+        return WireJson::decodeEnvelope<T>(body, version);
+    } catch (const DecodingError& error) {
+        throw APIError::decoding(error.message());
+    }
+}
+
+template WireDocument decodeResult<WireDocument>(const QByteArray&, std::optional<qint64>*);
+template WireItem decodeResult<WireItem>(const QByteArray&, std::optional<qint64>*);
+template WireRule decodeResult<WireRule>(const QByteArray&, std::optional<qint64>*);
+template WireSettings decodeResult<WireSettings>(const QByteArray&, std::optional<qint64>*);
+template QStringList decodeResult<QStringList>(const QByteArray&, std::optional<qint64>*);
+template JsonValue decodeResult<JsonValue>(const QByteArray&, std::optional<qint64>*);
+
+APIClient::APIClient(QUrl baseURL, std::optional<QString> token, QNetworkAccessManager* session,
+                     QObject* parent)
+    : QObject(parent)
+    , m_baseURL(std::move(baseURL))
+    , m_token(token.value_or(QString()))
+    , m_session(session ? session : sharedSession()) {}
+
+QUrl APIClient::defaultBaseURL() {
+    if (baseURLOverride())
+        return *baseURLOverride();
+    if (const auto environment = Environment::current())
+        return Environment::baseURL(*environment);
+    return Environment::unresolvedBaseURL();
+}
+
+void APIClient::setBaseURLOverride(const QUrl& url) {
+    baseURLOverride() = url;
+}
+
+QNetworkAccessManager* APIClient::sharedSession() {
+    // Never destroyed: replies may still point at it while the process winds down.
+    static auto* session = new QNetworkAccessManager();
+    return session;
+}
+
+void APIClient::setToken(const QString& token) {
+    if (token == m_token)
+        return;
+    m_token = token;
+    Q_EMIT tokenChanged();
+}
+
+QNetworkRequest APIClient::authorised(QNetworkRequest request) const {
+    if (m_token.isEmpty())
+        throw APIError::notConfigured();
+    request.setRawHeader("Authorization", "Bearer " + m_token.toUtf8());
+    return request;
+}
+
+QNetworkRequest APIClient::request(const QString& path) const {
+    QUrl url = m_baseURL;
+    QString base = url.path();
+    if (!base.endsWith(QLatin1Char('/')))
+        base += QLatin1Char('/');
+    url.setPath(base + path);
+    QNetworkRequest request(url);
+    // Qt sets no time-out by default: a silent server would hang the call forever.
+    request.setTransferTimeout(m_timeoutMs);
+    return authorised(request);
+}
+
+QCoro::Task<QByteArray> APIClient::execute(QNetworkRequest request, QByteArray method,
+                                           QByteArray body) {
+    std::unique_ptr<QNetworkReply, DeleteLater> reply(
+        body.isNull() ? m_session->sendCustomRequest(request, method)
+                      : m_session->sendCustomRequest(request, method, body));
+    co_await reply.get();
+
+    const QVariant statusAttribute = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
+    const QByteArray data = reply->readAll();
+    if (!statusAttribute.isValid()) {
+        // No HTTP reply at all: a transport failure passes through with Qt's own code.
+        if (reply->error() != QNetworkReply::NoError)
+            throw TransportError(reply->error(), reply->errorString());
+    }
+    // Read the status itself: Qt folds many statuses (402, 412, 429...) into one error code.
+    const int status = statusAttribute.isValid() ? statusAttribute.toInt() : 0;
+    if (status == 401)
+        throw APIError::unauthorised();
+    if (status >= 200 && status <= 299)
+        co_return data;
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    QString text = decoder.decode(data);
+    if (decoder.hasError())
+        text.clear();
+    throw APIError::server(status, text);
+}
+
+QCoro::Task<QByteArray> APIClient::authed(const QString& path, const QByteArray& method,
+                                          std::optional<JsonValue::Object> body) {
+    QNetworkRequest req = request(path);
+    QByteArray payload;
+    if (body) {
+        req.setHeader(QNetworkRequest::ContentTypeHeader, QByteArrayLiteral("application/json"));
+        payload = JsonValue(std::move(*body)).toJson();
+    }
+    co_return co_await execute(std::move(req), method, payload);
+}
+
+QCoro::Task<QByteArray> APIClient::call(const QString& method, JsonValue::Array args,
+                                        const HttpHeaders& headers) {
+    QNetworkRequest req = request(QStringLiteral("api/store"));
+    req.setHeader(QNetworkRequest::ContentTypeHeader, QByteArrayLiteral("application/json"));
+    for (const auto& [name, value] : headers)
+        req.setRawHeader(name, value);
+    const QByteArray payload = JsonValue::object({{QStringLiteral("method"), method},
+                                                  {QStringLiteral("args"), std::move(args)}})
+                                   .toJson();
+    co_return co_await execute(std::move(req), QByteArrayLiteral("POST"), payload);
+}
+
+QCoro::Task<> APIClient::sendIgnoringResult(const QString& method, JsonValue::Array args,
+                                            HttpHeaders headers) {
+    co_await call(method, std::move(args), headers);
+}
+
+QCoro::Task<QByteArray> APIClient::post(const QString& method, JsonValue::Array args,
+                                        HttpHeaders headers) {
+    co_return co_await call(method, std::move(args), headers);
+}
+
+QCoro::Task<> APIClient::postPush(JsonValue::Object body) {
+    co_await authed(QStringLiteral("api/push/register"), QByteArrayLiteral("POST"),
+                    std::move(body));
+}
+
+QCoro::Task<LoadResult> APIClient::loadForSync() {
+    const QByteArray body = co_await call(QStringLiteral("load"), {}, {});
+    std::optional<qint64> version;
+    const WireDocument wire = decodeResult<WireDocument>(body, &version);
+    LoadResult result;
+    result.wire = WireJson::encode(wire);
+    result.document = WireMapping::document(wire);
+    result.version = version.value_or(0);
+    co_return result;
+}
+
+QCoro::Task<Document> APIClient::load() {
+    const LoadResult result = co_await loadForSync();
+    co_return result.document;
+}
+
+QCoro::Task<qint64> APIClient::version() {
+    const QByteArray body = co_await execute(request(QStringLiteral("api/store/version")),
+                                             QByteArrayLiteral("GET"), {});
+    try {
+        co_return WireJson::decode<VersionReply>(body).version;
+    } catch (const DecodingError& error) {
+        throw APIError::decoding(error.message());
+    }
+}

@@ -1,0 +1,96 @@
+#pragma once
+
+#include "APIError.h"
+#include "Json.h"
+#include "Records.h"
+#include "Wire.h"
+
+#include <QCoroTask>
+#include <QNetworkAccessManager>
+#include <QNetworkRequest>
+#include <QObject>
+#include <QUrl>
+
+#include <optional>
+
+// What `loadForSync` gives: the domain document, the re-encoded wire document (the future
+// baseline) and the envelope's version (0 when the server sent none).
+struct LoadResult {
+    Document document;
+    QByteArray wire;
+    qint64 version = 0;
+    bool operator==(const LoadResult&) const = default;
+};
+
+// Extra HTTP headers for one call (an idempotency key, for instance).
+using HttpHeaders = QList<QPair<QByteArray, QByteArray>>;
+
+// The one gateway to the server. Failures are thrown: APIError at or above HTTP,
+// TransportError below it, DecodingError never (it becomes APIError::decoding).
+class APIClient : public QObject {
+    Q_OBJECT
+    Q_PROPERTY(QString token READ token WRITE setToken NOTIFY tokenChanged)
+
+public:
+    static constexpr int defaultTimeoutMs = 60'000;
+
+    // `session` must outlive the client; null uses the process's shared one.
+    explicit APIClient(QUrl baseURL, std::optional<QString> token = std::nullopt,
+                       QNetworkAccessManager* session = nullptr, QObject* parent = nullptr);
+
+    // The environment's base URL, or the override given with --server.
+    static QUrl defaultBaseURL();
+    static void setBaseURLOverride(const QUrl& url);
+    // The process's one long-lived network session (main thread).
+    static QNetworkAccessManager* sharedSession();
+
+    const QUrl& baseURL() const { return m_baseURL; }
+    QString token() const { return m_token; }
+    void setToken(const QString& token);
+    // Tests shorten the 60-second time-out to exercise its path quickly.
+    void setTimeoutMs(int ms) { m_timeoutMs = ms; }
+
+    // Adds "Authorization: Bearer <token>"; throws notConfigured without a token.
+    QNetworkRequest authorised(QNetworkRequest request) const;
+
+    // A REST call relative to baseURL; returns the checked reply's bytes.
+    QCoro::Task<QByteArray> authed(const QString& path, const QByteArray& method,
+                                   std::optional<JsonValue::Object> body = std::nullopt);
+
+    // Remote calls on api/store.
+    template <typename T>
+    QCoro::Task<T> send(const QString& method, JsonValue::Array args, HttpHeaders headers = {});
+    QCoro::Task<> sendIgnoringResult(const QString& method, JsonValue::Array args,
+                                     HttpHeaders headers = {});
+    QCoro::Task<QByteArray> post(const QString& method, JsonValue::Array args,
+                                 HttpHeaders headers = {});
+    QCoro::Task<> postPush(JsonValue::Object body);
+
+    QCoro::Task<LoadResult> loadForSync();
+    QCoro::Task<Document> load();
+    QCoro::Task<qint64> version();
+
+Q_SIGNALS:
+    void tokenChanged();
+
+private:
+    QCoro::Task<QByteArray> execute(QNetworkRequest request, QByteArray method, QByteArray body);
+    QCoro::Task<QByteArray> call(const QString& method, JsonValue::Array args,
+                                 const HttpHeaders& headers);
+    QNetworkRequest request(const QString& path) const;
+
+    QUrl m_baseURL;
+    QString m_token;
+    QNetworkAccessManager* m_session;
+    int m_timeoutMs = defaultTimeoutMs;
+};
+
+// Decodes an envelope's result, turning a decoding failure into APIError::decoding.
+template <typename T>
+T decodeResult(const QByteArray& body, std::optional<qint64>* version = nullptr);
+
+template <typename T>
+QCoro::Task<T> APIClient::send(const QString& method, JsonValue::Array args, HttpHeaders headers) {
+    const QByteArray body = co_await call(method, std::move(args), headers);
+    co_return decodeResult<T>(body);
+}

@@ -1,0 +1,184 @@
+#include "Json.h"
+
+#include "JsonDetail_p.h"
+
+#include <rapidjson/error/en.h>
+
+namespace JsonDetail {
+
+bool parse(rapidjson::Document& document, QByteArrayView json, QString* error) {
+    document.Parse<parseFlags>(json.data(), static_cast<size_t>(json.size()));
+    if (!document.HasParseError())
+        return true;
+    if (error)
+        *error = QStringLiteral("the data is not valid JSON (%1 at offset %2)")
+                     .arg(QString::fromUtf8(rapidjson::GetParseError_En(document.GetParseError())))
+                     .arg(document.GetErrorOffset());
+    return false;
+}
+
+JsonValue toValue(const RValue& value) {
+    switch (value.GetType()) {
+    case rapidjson::kNullType:
+        return {};
+    case rapidjson::kFalseType:
+        return false;
+    case rapidjson::kTrueType:
+        return true;
+    case rapidjson::kStringType:
+        return string(value);
+    case rapidjson::kNumberType:
+        if (value.IsInt64())
+            return std::int64_t(value.GetInt64());
+        return value.GetDouble();
+    case rapidjson::kArrayType: {
+        JsonValue::Array array;
+        array.reserve(value.Size());
+        for (const auto& element : value.GetArray())
+            array.push_back(toValue(element));
+        return array;
+    }
+    case rapidjson::kObjectType: {
+        JsonValue::Object object;
+        object.reserve(value.MemberCount());
+        for (const auto& member : value.GetObject())
+            object.push_back({string(member.name), toValue(member.value)});
+        return object;
+    }
+    }
+    return {};
+}
+
+void write(RWriter& writer, const JsonValue& value) {
+    switch (value.type()) {
+    case JsonValue::Type::null:
+        writer.Null();
+        break;
+    case JsonValue::Type::boolean:
+        writer.Bool(value.toBool());
+        break;
+    case JsonValue::Type::integer:
+        writer.Int64(value.toInteger());
+        break;
+    case JsonValue::Type::number:
+        writer.Double(value.toDouble());
+        break;
+    case JsonValue::Type::string:
+        writeString(writer, value.toString());
+        break;
+    case JsonValue::Type::array:
+        writer.StartArray();
+        for (const auto& element : value.toArray())
+            write(writer, element);
+        writer.EndArray();
+        break;
+    case JsonValue::Type::object:
+        writer.StartObject();
+        for (const auto& member : value.toObject()) {
+            writeString(writer, member.key);
+            write(writer, member.value);
+        }
+        writer.EndObject();
+        break;
+    }
+}
+
+} // namespace JsonDetail
+
+JsonValue JsonValue::object(std::initializer_list<Member> members) {
+    return Object(members);
+}
+
+bool JsonValue::toBool(bool fallback) const {
+    const auto* v = std::get_if<bool>(&m_value);
+    return v ? *v : fallback;
+}
+
+std::int64_t JsonValue::toInteger(std::int64_t fallback) const {
+    if (const auto* v = std::get_if<std::int64_t>(&m_value))
+        return *v;
+    return fallback;
+}
+
+double JsonValue::toDouble(double fallback) const {
+    if (const auto* v = std::get_if<double>(&m_value))
+        return *v;
+    if (const auto* v = std::get_if<std::int64_t>(&m_value))
+        return double(*v);
+    return fallback;
+}
+
+QString JsonValue::toString(const QString& fallback) const {
+    const auto* v = std::get_if<QString>(&m_value);
+    return v ? *v : fallback;
+}
+
+const JsonValue::Array& JsonValue::toArray() const {
+    static const Array empty;
+    const auto* v = std::get_if<Array>(&m_value);
+    return v ? *v : empty;
+}
+
+const JsonValue::Object& JsonValue::toObject() const {
+    static const Object empty;
+    const auto* v = std::get_if<Object>(&m_value);
+    return v ? *v : empty;
+}
+
+JsonValue::Array& JsonValue::asArray() {
+    if (!isArray())
+        m_value = Array();
+    return std::get<Array>(m_value);
+}
+
+JsonValue::Object& JsonValue::asObject() {
+    if (!isObject())
+        m_value = Object();
+    return std::get<Object>(m_value);
+}
+
+const JsonValue* JsonValue::find(QStringView key) const {
+    const auto* object = std::get_if<Object>(&m_value);
+    if (!object)
+        return nullptr;
+    for (const auto& member : *object)
+        if (member.key == key)
+            return &member.value;
+    return nullptr;
+}
+
+void JsonValue::set(const QString& key, JsonValue value) {
+    auto& object = asObject();
+    for (auto& member : object) {
+        if (member.key == key) {
+            member.value = std::move(value);
+            return;
+        }
+    }
+    object.push_back({key, std::move(value)});
+}
+
+bool JsonValue::remove(QStringView key) {
+    auto* object = std::get_if<Object>(&m_value);
+    if (!object)
+        return false;
+    return std::erase_if(*object, [&](const Member& m) { return m.key == key; }) > 0;
+}
+
+QByteArray JsonValue::toJson() const {
+    rapidjson::StringBuffer buffer;
+    JsonDetail::RWriter writer(buffer);
+    JsonDetail::write(writer, *this);
+    return JsonDetail::bytes(buffer);
+}
+
+std::optional<JsonValue> JsonValue::parse(QByteArrayView json, QString* error) {
+    rapidjson::Document document;
+    if (!JsonDetail::parse(document, json, error))
+        return std::nullopt;
+    return JsonDetail::toValue(document);
+}
+
+bool JsonValue::operator==(const JsonValue& other) const {
+    return m_value == other.m_value;
+}
