@@ -99,6 +99,9 @@ QCoro::Task<QByteArray> APIClient::execute(QNetworkRequest request, QByteArray m
     const QByteArray data = reply->readAll();
     if (!statusAttribute.isValid()) {
         // No HTTP reply at all: a transport failure passes through with Qt's own code.
+        // The client never aborts a reply itself, so a cancelled one ran out of time.
+        if (reply->error() == QNetworkReply::OperationCanceledError)
+            throw TransportError(QNetworkReply::TimeoutError, reply->errorString());
         if (reply->error() != QNetworkReply::NoError)
             throw TransportError(reply->error(), reply->errorString());
     }

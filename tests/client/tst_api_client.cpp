@@ -1,0 +1,222 @@
+#include "APIClient.h"
+#include "Await.h"
+#include "LoopbackServer.h"
+#include "WireJson.h"
+
+#include <QStandardPaths>
+#include <QTcpServer>
+#include <QtTest>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+const QString token = QStringLiteral("0123456789abcdef0123456789abcdef");
+
+const char* const documentJson = R"({"schema_version":3,"items":[
+  {"id":"a1","title":"Call Ana","section":"action","channel":"self","priority":"high",
+   "links":[],"status":"open","origin":"user","created_at":"2026-03-01T09:30:15.250Z",
+   "surprise":"ignored"},
+  {"id":"a2","title":"Gone","section":"note","channel":"email","priority":"low","links":[],
+   "status":"open","origin":"ai","created_at":"2026-03-01T09:30:15Z","deleted_at":""}],
+ "rejections":[],"rules":[],"suppressions":[],"focus":["Ana"],"settings":{"hide_done":true}})";
+
+// What a call threw, as the user would read it; empty when it succeeded.
+template <typename T>
+QString outcome(QCoro::Task<T> task) {
+    try {
+        TestAwait::await(std::move(task));
+        return {};
+    } catch (const APIError& error) {
+        return error.errorDescription();
+    } catch (const TransportError& error) {
+        return QStringLiteral("transport %1").arg(int(error.code()));
+    }
+}
+
+} // namespace
+
+class TestAPIClient : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() { QStandardPaths::setTestModeEnabled(true); }
+
+    void replyCheck_data() {
+        QTest::addColumn<int>("status");
+        QTest::addColumn<QByteArray>("body");
+        QTest::addColumn<bool>("ignoreResult");
+        QTest::addColumn<QString>("expected");
+
+        const QByteArray settings = R"({"result":{"hide_done":false},"version":4})";
+        QTest::newRow("200 envelope") << 200 << settings << false << QString();
+        QTest::newRow("204 ignored") << 204 << QByteArray() << true << QString();
+        QTest::newRow("204 decoded") << 204 << QByteArray() << false
+                                     << "Unexpected response: the data is not valid JSON "
+                                        "(The document is empty. at offset 0)";
+        QTest::newRow("200 without result")
+            << 200 << QByteArray(R"({"version":4})") << false
+            << "Unexpected response: result: required key is missing";
+        QTest::newRow("200 wrong result type")
+            << 200 << QByteArray(R"({"result":{"hide_done":"yes"}})") << false
+            << "Unexpected response: hide_done: expected a boolean";
+        QTest::newRow("200 any body ignored") << 200 << QByteArray("not json") << true << QString();
+        QTest::newRow("401 with JSON body")
+            << 401 << QByteArray(R"({"message":"nope"})") << true
+            << "That token was rejected. Generate a new connection on the website.";
+        QTest::newRow("402 limit") << 402 << QByteArray("You have reached 50 open tasks.") << true
+                                   << "Server error 402: You have reached 50 open tasks.";
+        QTest::newRow("500 utf-8") << 500 << QByteArray("Zürich is down") << false
+                                   << QString::fromUtf8("Server error 500: Zürich is down");
+        QTest::newRow("500 not utf-8") << 500 << QByteArray("\xff\xfe bad") << true
+                                       << "Server error 500: ";
+        QTest::newRow("404 empty") << 404 << QByteArray() << true << "Server error 404: ";
+    }
+
+    void replyCheck() {
+        QFETCH(int, status);
+        QFETCH(QByteArray, body);
+        QFETCH(bool, ignoreResult);
+        QFETCH(QString, expected);
+
+        LoopbackServer server;
+        server.reply({status, body.toStdString(), "application/json", 0ms});
+        APIClient client(server.baseURL(), token);
+        const QString got =
+            ignoreResult ? outcome(client.sendIgnoringResult(QStringLiteral("updateSettings"), {}))
+                         : outcome(client.send<WireSettings>(QStringLiteral("updateSettings"), {}));
+        QCOMPARE(got, expected);
+    }
+
+    void requestShape() {
+        LoopbackServer server;
+        server.reply({200, R"({"result":["x"]})"});
+        APIClient client(server.baseURL(), token);
+        const HttpHeaders headers{{"Idempotency-Key", "local-42"}};
+        const auto result = TestAwait::await(client.send<QStringList>(
+            QStringLiteral("setFocus"), {JsonValue(), QStringLiteral("é"), 3, true}, headers));
+        QCOMPARE(result, QStringList{QStringLiteral("x")});
+
+        const auto request = server.last();
+        QCOMPARE(request.method, "POST");
+        QCOMPARE(request.path, "/api/store");
+        QCOMPARE(request.header("Authorization"), "Bearer " + token.toStdString());
+        QCOMPARE(request.header("Content-Type"), "application/json");
+        QCOMPARE(request.header("Idempotency-Key"), "local-42");
+        QCOMPARE(QByteArray::fromStdString(request.body),
+                 QByteArray(R"({"method":"setFocus","args":[null,"é",3,true]})"));
+    }
+
+    void restCalls() {
+        LoopbackServer server;
+        APIClient client(server.baseURL(), token);
+
+        server.reply({200, R"({"ok":true})"});
+        const QByteArray withBody = TestAwait::await(client.authed(
+            QStringLiteral("api/ai/dismiss"), "POST", JsonValue::Object{{QStringLiteral("id"), 7}}));
+        QCOMPARE(withBody, QByteArray(R"({"ok":true})"));
+        QCOMPARE(server.last().path, "/api/ai/dismiss");
+        QCOMPARE(server.last().header("Content-Type"), "application/json");
+        QCOMPARE(server.last().body, R"({"id":7})");
+
+        TestAwait::await(client.authed(QStringLiteral("api/usage"), "GET"));
+        QCOMPARE(server.last().method, "GET");
+        QVERIFY(!server.last().hasHeader("Content-Type"));
+        QVERIFY(server.last().body.empty());
+    }
+
+    void loadForSync() {
+        LoopbackServer server;
+        APIClient client(server.baseURL(), token);
+
+        server.reply({200, std::string(R"({"result":)") + documentJson + R"(,"version":17})"});
+        const LoadResult loaded = TestAwait::await(client.loadForSync());
+        QCOMPARE(server.last().body, R"({"method":"load","args":[]})");
+        QCOMPARE(loaded.version, 17);
+        QCOMPARE(loaded.document.items.size(), 1);
+        QCOMPARE(loaded.document.items[0].title, QStringLiteral("Call Ana"));
+        QCOMPARE(loaded.document.focus, QStringList{QStringLiteral("Ana")});
+        QVERIFY(loaded.document.settings.hideDone);
+        // The baseline is a re-encoding: unknown keys are gone, the soft-deleted item stays.
+        QVERIFY(!loaded.wire.contains("surprise"));
+        QVERIFY(loaded.wire.contains("\"deleted_at\":\"\""));
+        QCOMPARE(WireJson::decode<WireDocument>(loaded.wire).items.size(), 2);
+
+        server.reply({200, std::string(R"({"result":)") + documentJson + "}"});
+        QCOMPARE(TestAwait::await(client.loadForSync()).version, 0);
+
+        server.reply({200, R"({"result":{"items":[]},"version":1})"});
+        QCOMPARE(outcome(client.loadForSync()),
+                 QStringLiteral("Unexpected response: schema_version: required key is missing"));
+    }
+
+    void versionCall() {
+        LoopbackServer server;
+        APIClient client(server.baseURL(), token);
+        server.reply({200, R"({"version":12})"});
+        QCOMPARE(TestAwait::await(client.version()), 12);
+        QCOMPARE(server.last().method, "GET");
+        QCOMPARE(server.last().path, "/api/store/version");
+        QCOMPARE(server.last().header("Authorization"), "Bearer " + token.toStdString());
+
+        // The version reply is no envelope.
+        server.reply({200, R"({"result":{"version":12}})"});
+        QCOMPARE(outcome(client.version()),
+                 QStringLiteral("Unexpected response: version: required key is missing"));
+    }
+
+    void noTokenSendsNothing_data() {
+        QTest::addColumn<QString>("tokenText");
+        QTest::newRow("none") << QString();
+        QTest::newRow("empty") << QStringLiteral("");
+    }
+
+    void noTokenSendsNothing() {
+        QFETCH(QString, tokenText);
+        LoopbackServer server;
+        APIClient client(server.baseURL(), tokenText.isNull() ? std::nullopt
+                                                              : std::optional<QString>(tokenText));
+        const QString expected = QStringLiteral("No access token yet.");
+        QCOMPARE(outcome(client.loadForSync()), expected);
+        QCOMPARE(outcome(client.version()), expected);
+        QCOMPARE(outcome(client.sendIgnoringResult(QStringLiteral("restore"), {})), expected);
+        QCOMPARE(outcome(client.authed(QStringLiteral("api/usage"), "GET")), expected);
+        QCOMPARE(outcome(client.postPush({})), expected);
+        QCOMPARE(server.count(), 0);
+    }
+
+    void tokenNotifiesOnlyOnChange() {
+        APIClient client(QUrl(QStringLiteral("http://127.0.0.1:1/")));
+        QSignalSpy spy(&client, &APIClient::tokenChanged);
+        client.setToken(token);
+        client.setToken(token);
+        client.setToken({});
+        QCOMPARE(spy.count(), 2);
+    }
+
+    void timeOut() {
+        LoopbackServer server;
+        server.reply({200, R"({"version":1})", "application/json", 1500ms});
+        APIClient client(server.baseURL(), token);
+        client.setTimeoutMs(200);
+        QElapsedTimer timer;
+        timer.start();
+        QCOMPARE(outcome(client.version()),
+                 QStringLiteral("transport %1").arg(int(QNetworkReply::TimeoutError)));
+        QVERIFY(timer.elapsed() < 1400);
+    }
+
+    void connectionRefused() {
+        // A port that was free a moment ago: nothing listens there now.
+        QTcpServer probe;
+        QVERIFY(probe.listen(QHostAddress::LocalHost));
+        const quint16 port = probe.serverPort();
+        probe.close();
+        APIClient client(QUrl(QStringLiteral("http://127.0.0.1:%1/").arg(port)), token);
+        QCOMPARE(outcome(client.version()),
+                 QStringLiteral("transport %1").arg(int(QNetworkReply::ConnectionRefusedError)));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestAPIClient)
+#include "tst_api_client.moc"
