@@ -1,4 +1,3 @@
-#include "APIClient.h"
 #include "AppEnvironment.h"
 #include "VelmoraConfig.h"
 
@@ -10,10 +9,9 @@
 #include <cstdio>
 
 int main(int argc, char* argv[]) {
-    QGuiApplication app(argc, argv);
-    QGuiApplication::setApplicationName(QStringLiteral("Velmora"));
-    QGuiApplication::setOrganizationName(QStringLiteral("Velmora"));
-    QGuiApplication::setApplicationVersion(QStringLiteral(VELMORA_VERSION));
+    QStringList arguments;
+    for (int i = 0; i < argc; ++i)
+        arguments << QString::fromLocal8Bit(argv[i]);
 
     QCommandLineParser parser;
     parser.addHelpOption();
@@ -23,16 +21,22 @@ int main(int argc, char* argv[]) {
         QStringLiteral("Use the server at URL instead of the built-in one."),
         QStringLiteral("URL"));
     parser.addOption(server);
-    parser.process(app);
 
-    if (parser.isSet(server)) {
+    // A refused --server is reported before any window system is touched.
+    if (parser.parse(arguments) && parser.isSet(server)) {
         const auto override = Environment::parseServerOverride(parser.value(server));
         if (!override.error.isEmpty()) {
             std::fprintf(stderr, "%s\n", qPrintable(override.error));
             return 2;
         }
-        APIClient::setBaseURLOverride(override.url);
+        Environment::setServerOverride(override.url);
     }
+
+    QGuiApplication app(argc, argv);
+    QGuiApplication::setApplicationName(QStringLiteral("Velmora"));
+    QGuiApplication::setOrganizationName(QStringLiteral("Velmora"));
+    QGuiApplication::setApplicationVersion(QStringLiteral(VELMORA_VERSION));
+    parser.process(app);
 
     QQmlApplicationEngine engine;
     engine.load(QUrl(QStringLiteral("qrc:/velmora/qml/Main.qml")));

@@ -10,11 +10,6 @@
 
 namespace {
 
-std::optional<QUrl>& baseURLOverride() {
-    static std::optional<QUrl> url;
-    return url;
-}
-
 struct DeleteLater {
     void operator()(QObject* object) const { object->deleteLater(); }
 };
@@ -45,15 +40,7 @@ APIClient::APIClient(QUrl baseURL, std::optional<QString> token, QNetworkAccessM
     , m_session(session ? session : sharedSession()) {}
 
 QUrl APIClient::defaultBaseURL() {
-    if (baseURLOverride())
-        return *baseURLOverride();
-    if (const auto environment = Environment::current())
-        return Environment::baseURL(*environment);
-    return Environment::unresolvedBaseURL();
-}
-
-void APIClient::setBaseURLOverride(const QUrl& url) {
-    baseURLOverride() = url;
+    return Environment::activeBaseURL();
 }
 
 QNetworkAccessManager* APIClient::sharedSession() {

@@ -40,7 +40,6 @@ public:
 
     // The environment's base URL, or the override given with --server.
     static QUrl defaultBaseURL();
-    static void setBaseURLOverride(const QUrl& url);
     // The process's one long-lived network session (main thread).
     static QNetworkAccessManager* sharedSession();
 

@@ -73,4 +73,27 @@ QString overrideKeychainService() {
     return QStringLiteral("org.velmora.app.server-override");
 }
 
+namespace {
+std::optional<QUrl>& serverOverride() {
+    static std::optional<QUrl> url;
+    return url;
+}
+} // namespace
+
+void setServerOverride(const std::optional<QUrl>& url) {
+    serverOverride() = url;
+}
+
+QUrl activeBaseURL() {
+    if (serverOverride())
+        return *serverOverride();
+    if (const auto environment = current())
+        return baseURL(*environment);
+    return unresolvedBaseURL();
+}
+
+QString activeKeychainService() {
+    return serverOverride() ? overrideKeychainService() : keychainService(current());
+}
+
 } // namespace Environment

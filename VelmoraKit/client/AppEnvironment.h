@@ -29,4 +29,9 @@ ServerOverride parseServerOverride(const QString& text);
 // The keychain service of an override: never the production or test one.
 QString overrideKeychainService();
 
+// What this run talks to: the override when one was set, else the build's environment.
+void setServerOverride(const std::optional<QUrl>& url);
+QUrl activeBaseURL();
+QString activeKeychainService();
+
 } // namespace Environment

@@ -68,8 +68,8 @@ private Q_SLOTS:
                                    << "Server error 402: You have reached 50 open tasks.";
         QTest::newRow("500 utf-8") << 500 << QByteArray("Zürich is down") << false
                                    << QString::fromUtf8("Server error 500: Zürich is down");
-        QTest::newRow("500 not utf-8") << 500 << QByteArray("\xff\xfe bad") << true
-                                       << "Server error 500: ";
+        QTest::newRow("500 not utf-8")
+            << 500 << QByteArray("\xff\xfe bad") << true << "Server error 500: ";
         QTest::newRow("404 empty") << 404 << QByteArray() << true << "Server error 404: ";
     }
 
@@ -112,8 +112,9 @@ private Q_SLOTS:
         APIClient client(server.baseURL(), token);
 
         server.reply({200, R"({"ok":true})"});
-        const QByteArray withBody = TestAwait::await(client.authed(
-            QStringLiteral("api/ai/dismiss"), "POST", JsonValue::Object{{QStringLiteral("id"), 7}}));
+        const QByteArray withBody =
+            TestAwait::await(client.authed(QStringLiteral("api/ai/dismiss"), "POST",
+                                           JsonValue::Object{{QStringLiteral("id"), 7}}));
         QCOMPARE(withBody, QByteArray(R"({"ok":true})"));
         QCOMPARE(server.last().path, "/api/ai/dismiss");
         QCOMPARE(server.last().header("Content-Type"), "application/json");
@@ -174,8 +175,8 @@ private Q_SLOTS:
     void noTokenSendsNothing() {
         QFETCH(QString, tokenText);
         LoopbackServer server;
-        APIClient client(server.baseURL(), tokenText.isNull() ? std::nullopt
-                                                              : std::optional<QString>(tokenText));
+        APIClient client(server.baseURL(),
+                         tokenText.isNull() ? std::nullopt : std::optional<QString>(tokenText));
         const QString expected = QStringLiteral("No access token yet.");
         QCOMPARE(outcome(client.loadForSync()), expected);
         QCOMPARE(outcome(client.version()), expected);

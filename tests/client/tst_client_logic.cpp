@@ -33,7 +33,8 @@ private Q_SLOTS:
         QTest::newRow("underscore") << t32 + "_x" << none;
         QTest::newRow("dot") << t32 + ".x" << none;
         QTest::newRow("dash") << t32 + "-x" << OptString(t32 + "-x");
-        QTest::newRow("unicode letters") << QString(32, QChar(0x00e9)) << OptString(QString(32, QChar(0x00e9)));
+        QTest::newRow("unicode letters")
+            << QString(32, QChar(0x00e9)) << OptString(QString(32, QChar(0x00e9)));
         QTest::newRow("inner space") << t32.left(16) + " " + t32.left(16) << none;
         QTest::newRow("url") << "https://host/mcp/" + t32 << OptString(t32);
         QTest::newRow("url query fragment slash")
@@ -104,15 +105,20 @@ private Q_SLOTS:
         const auto parsed = Environment::parseServerOverride(url);
         QCOMPARE(parsed.error.isEmpty(), accepted);
         QCOMPARE(parsed.url.isValid() && !parsed.url.isEmpty(), accepted);
-        QVERIFY(Environment::overrideKeychainService() != Environment::keychainService(AppEnvironment::production));
-        QVERIFY(Environment::overrideKeychainService() != Environment::keychainService(AppEnvironment::test));
+        QVERIFY(Environment::overrideKeychainService() !=
+                Environment::keychainService(AppEnvironment::production));
+        QVERIFY(Environment::overrideKeychainService() !=
+                Environment::keychainService(AppEnvironment::test));
     }
 
-    void defaultBaseURLFollowsOverride() {
-        const QUrl before = APIClient::defaultBaseURL();
-        APIClient::setBaseURLOverride(QUrl(QStringLiteral("http://127.0.0.1:4567/")));
+    void overrideSwitchesServerAndKeychain() {
+        const QString environmentService = Environment::activeKeychainService();
+        Environment::setServerOverride(QUrl(QStringLiteral("http://127.0.0.1:4567/")));
         QCOMPARE(APIClient::defaultBaseURL(), QUrl(QStringLiteral("http://127.0.0.1:4567/")));
-        APIClient::setBaseURLOverride(before);
+        QCOMPARE(Environment::activeKeychainService(), Environment::overrideKeychainService());
+        Environment::setServerOverride(std::nullopt);
+        QCOMPARE(Environment::activeKeychainService(), environmentService);
+        QVERIFY(APIClient::defaultBaseURL().scheme() == QStringLiteral("https"));
     }
 
     void errorTexts() {
@@ -120,9 +126,11 @@ private Q_SLOTS:
                  QStringLiteral("Server error 503: busy"));
         QCOMPARE(APIError::decoding(QStringLiteral("x")).errorDescription(),
                  QStringLiteral("Unexpected response: x"));
-        QCOMPARE(APIError::notConfigured().errorDescription(), QStringLiteral("No access token yet."));
-        QCOMPARE(APIError::unauthorised().errorDescription(),
-                 QStringLiteral("That token was rejected. Generate a new connection on the website."));
+        QCOMPARE(APIError::notConfigured().errorDescription(),
+                 QStringLiteral("No access token yet."));
+        QCOMPARE(
+            APIError::unauthorised().errorDescription(),
+            QStringLiteral("That token was rejected. Generate a new connection on the website."));
     }
 
     void keychainOverMemory() {
