@@ -96,7 +96,8 @@ constexpr std::optional<E> parse(std::string_view wire) {
 
 template <typename E>
 std::optional<E> parse(const QString& wire) {
-    return parse<E>(std::string_view(wire.toUtf8().constData()));
+    const QByteArray utf8 = wire.toUtf8();
+    return parse<E>(std::string_view(utf8.constData(), static_cast<std::size_t>(utf8.size())));
 }
 
 } // namespace Wire

@@ -17,6 +17,23 @@ bool parse(rapidjson::Document& document, QByteArrayView json, QString* error) {
     return false;
 }
 
+bool fitsDepth(const RValue& value, int depth) {
+    if (value.IsArray() || value.IsObject()) {
+        if (depth <= 0)
+            return false;
+        if (value.IsArray()) {
+            for (const auto& element : value.GetArray())
+                if (!fitsDepth(element, depth - 1))
+                    return false;
+        } else {
+            for (const auto& member : value.GetObject())
+                if (!fitsDepth(member.value, depth - 1))
+                    return false;
+        }
+    }
+    return true;
+}
+
 JsonValue toValue(const RValue& value) {
     switch (value.GetType()) {
     case rapidjson::kNullType:
@@ -176,6 +193,11 @@ std::optional<JsonValue> JsonValue::parse(QByteArrayView json, QString* error) {
     rapidjson::Document document;
     if (!JsonDetail::parse(document, json, error))
         return std::nullopt;
+    if (!JsonDetail::fitsDepth(document)) {
+        if (error)
+            *error = QStringLiteral("the data is nested too deeply");
+        return std::nullopt;
+    }
     return JsonDetail::toValue(document);
 }
 

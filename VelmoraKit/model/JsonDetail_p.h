@@ -16,8 +16,13 @@ namespace JsonDetail {
 using RValue = rapidjson::Value;
 using RWriter = rapidjson::Writer<rapidjson::StringBuffer>;
 
-constexpr unsigned parseFlags =
-    rapidjson::kParseValidateEncodingFlag | rapidjson::kParseFullPrecisionFlag;
+// Iterative, so that hostile nesting cannot exhaust the stack.
+constexpr unsigned parseFlags = rapidjson::kParseValidateEncodingFlag |
+                                rapidjson::kParseFullPrecisionFlag | rapidjson::kParseIterativeFlag;
+
+// JsonValue trees are built and destroyed recursively, so their depth is bounded.
+constexpr int maxValueDepth = 512;
+bool fitsDepth(const RValue& value, int depth = maxValueDepth);
 
 // Parses strictly; on failure returns false and describes the fault in *error.
 bool parse(rapidjson::Document& document, QByteArrayView json, QString* error);

@@ -79,7 +79,9 @@ void read(const RValue& v, const Path& p, E& out) {
     out = *parsed;
 }
 
-void read(const RValue& v, const Path&, JsonValue& out) {
+void read(const RValue& v, const Path& p, JsonValue& out) {
+    if (!JsonDetail::fitsDepth(v))
+        fail(p, QStringLiteral("nested too deeply"));
     out = JsonDetail::toValue(v);
 }
 
