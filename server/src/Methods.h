@@ -1,0 +1,55 @@
+#pragma once
+
+#include "Json.h"
+#include "UserState.h"
+
+#include <QByteArray>
+#include <QString>
+#include <QStringList>
+
+#include <functional>
+#include <optional>
+#include <stdexcept>
+
+// A refusal of a remote call: the HTTP status and the text of `{"message": ...}`.
+class RpcError : public std::runtime_error {
+public:
+    RpcError(int status, const QString& message)
+        : std::runtime_error(message.toStdString())
+        , m_status(status)
+        , m_message(message) {}
+    int status() const { return m_status; }
+    const QString& message() const { return m_message; }
+
+private:
+    int m_status;
+    QString m_message;
+};
+
+// The remote methods of `api/store`, as functions over one user's state. They do no I/O:
+// the caller supplies the clock and the id source, persists the state and moves the version.
+namespace Methods {
+
+enum class Kind { read, write };
+
+// Null for a method the server does not know.
+std::optional<Kind> kind(const QString& method);
+
+struct Context {
+    QString now;                    // the instant of this call, wire format
+    std::function<QString()> newId; // a fresh item or rule id
+};
+
+// Applies `method` to `state` and returns the JSON of the envelope's `result`. Throws
+// RpcError; on a throw `state` may be half changed, so callers work on a copy.
+QByteArray apply(UserState& state, const QString& method, const JsonValue::Array& args,
+                 const Context& context);
+
+// The focus list as stored: blanks collapsed, at most 60 characters a term, no duplicates
+// by case, at most 10 terms.
+QStringList normaliseFocus(const QStringList& terms);
+
+// Open items that are not soft-deleted: what the cap counts.
+qint64 openCount(const WireDocument& document);
+
+} // namespace Methods

@@ -1,0 +1,206 @@
+#include "Service.h"
+
+#include "Methods.h"
+#include "WireJson.h"
+
+#include <QCryptographicHash>
+#include <QDateTime>
+#include <QRandomGenerator>
+#include <QUuid>
+
+namespace {
+
+constexpr qint64 replyLifetimeSeconds = 24 * 60 * 60;
+
+QByteArray envelope(const QByteArray& result, qint64 version) {
+    return "{\"result\":" + result + ",\"version\":" + QByteArray::number(version) + '}';
+}
+
+Reply failure(int status, const QString& text) {
+    return Reply{status, messageBody(text)};
+}
+
+} // namespace
+
+QByteArray messageBody(const QString& text) {
+    return JsonValue::object({{QStringLiteral("message"), text}}).toJson();
+}
+
+Service::Service(Storage& storage)
+    : m_storage(storage) {}
+
+QByteArray Service::fingerprint(const QString& token) {
+    return QCryptographicHash::hash(token.toUtf8(), QCryptographicHash::Sha256).toHex();
+}
+
+QString Service::newToken() {
+    static constexpr char alphabet[] =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789";
+    QString token = QStringLiteral("vl-");
+    for (int i = 0; i < 40; ++i)
+        token += QLatin1Char(alphabet[QRandomGenerator::system()->bounded(62)]);
+    return token;
+}
+
+QString Service::now() {
+    return QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs);
+}
+
+std::optional<qint64> Service::authenticate(const QByteArray& token) {
+    if (token.isEmpty())
+        return std::nullopt;
+    const QByteArray print = fingerprint(QString::fromUtf8(token));
+    std::lock_guard lock(m_mutex);
+    if (const auto user = m_storage.userForFingerprint(print))
+        return user->id;
+    return std::nullopt;
+}
+
+UserState& Service::stateOf(qint64 userId) {
+    auto it = m_cache.find(userId);
+    if (it == m_cache.end())
+        it = m_cache.emplace(userId, m_storage.loadState(userId)).first;
+    return it->second;
+}
+
+std::optional<qint64> Service::userId(const QString& name) {
+    if (const auto user = m_storage.findUser(name))
+        return user->id;
+    return std::nullopt;
+}
+
+void Service::commit(qint64 userId, UserState next, const std::optional<QString>& key,
+                     const Reply* reply) {
+    UserState& current = stateOf(userId);
+    Storage::Transaction transaction(m_storage);
+    m_storage.saveState(userId, current, next);
+    if (key && reply) {
+        const qint64 seconds = QDateTime::currentSecsSinceEpoch();
+        if (seconds - m_lastPurge > 60) {
+            m_storage.purgeReplies(seconds - replyLifetimeSeconds);
+            m_lastPurge = seconds;
+        }
+        m_storage.storeReply(userId, *key, seconds, {reply->status, reply->body});
+    }
+    transaction.commit();
+    current = std::move(next);
+}
+
+Reply Service::call(qint64 userId, const QByteArray& body,
+                    const std::optional<QString>& idempotencyKey) {
+    QString error;
+    const auto json = JsonValue::parse(body, &error);
+    if (!json)
+        return failure(400, QStringLiteral("The body is not JSON: %1.").arg(error));
+    const JsonValue* method = json->find(u"method");
+    if (!method || !method->isString())
+        return failure(400, QStringLiteral("The body needs a \"method\" string."));
+    const JsonValue* args = json->find(u"args");
+    if (args && !args->isNull() && !args->isArray())
+        return failure(400, QStringLiteral("\"args\" must be an array."));
+    static const JsonValue::Array noArgs;
+    const JsonValue::Array& argList = args && args->isArray() ? args->toArray() : noArgs;
+    const QString name = method->toString();
+    const auto kind = Methods::kind(name);
+    if (!kind)
+        return failure(400, QStringLiteral("Unknown method \"%1\".").arg(name));
+
+    std::lock_guard lock(m_mutex);
+    try {
+        UserState& current = stateOf(userId);
+        const bool keyed = *kind == Methods::Kind::write && idempotencyKey;
+        if (keyed)
+            if (const auto stored = m_storage.findReply(userId, *idempotencyKey))
+                return Reply{stored->status, stored->body};
+
+        const Methods::Context context{
+            now(), [] { return QUuid::createUuid().toString(QUuid::WithoutBraces); }};
+        UserState next = current;
+        const QByteArray result = Methods::apply(next, name, argList, context);
+        if (*kind == Methods::Kind::read)
+            return Reply{200, envelope(result, current.version)};
+        next.version = current.version + 1;
+        const Reply reply{200, envelope(result, next.version)};
+        commit(userId, std::move(next), keyed ? idempotencyKey : std::nullopt, &reply);
+        return reply;
+    } catch (const RpcError& refusal) {
+        return failure(refusal.status(), refusal.message());
+    } catch (const std::exception& fault) {
+        return failure(500,
+                       QStringLiteral("Internal error: %1").arg(QString::fromUtf8(fault.what())));
+    }
+}
+
+Reply Service::version(qint64 userId) {
+    std::lock_guard lock(m_mutex);
+    try {
+        return Reply{200, WireJson::encode(VersionReply{stateOf(userId).version})};
+    } catch (const std::exception& fault) {
+        return failure(500,
+                       QStringLiteral("Internal error: %1").arg(QString::fromUtf8(fault.what())));
+    }
+}
+
+Service::NewToken Service::issueToken(const QString& name) {
+    std::lock_guard lock(m_mutex);
+    Storage::Transaction transaction(m_storage);
+    auto user = m_storage.findUser(name);
+    if (!user)
+        user = m_storage.createUser(name, now());
+    const QString token = newToken();
+    m_storage.addToken(user->id, fingerprint(token), now());
+    transaction.commit();
+    return NewToken{user->name, token};
+}
+
+bool Service::setOpenCap(const QString& name, std::optional<qint64> cap) {
+    std::lock_guard lock(m_mutex);
+    const auto id = userId(name);
+    if (!id)
+        return false;
+    m_storage.setOpenCap(*id, cap);
+    if (auto it = m_cache.find(*id); it != m_cache.end())
+        it->second.openCap = cap;
+    return true;
+}
+
+std::optional<UserState> Service::state(const QString& name) {
+    std::lock_guard lock(m_mutex);
+    const auto id = userId(name);
+    if (!id)
+        return std::nullopt;
+    return stateOf(*id);
+}
+
+std::optional<qint64> Service::replaceDocument(const QString& name, const WireDocument& document) {
+    std::lock_guard lock(m_mutex);
+    const auto id = userId(name);
+    if (!id)
+        return std::nullopt;
+    UserState next = stateOf(*id);
+    next.document = document;
+    next.version += 1;
+    const qint64 version = next.version;
+    commit(*id, std::move(next));
+    return version;
+}
+
+std::optional<JsonValue> Service::setProposal(const QString& name,
+                                              std::optional<JsonValue> proposal) {
+    std::lock_guard lock(m_mutex);
+    const auto id = userId(name);
+    if (!id)
+        return std::nullopt;
+    if (proposal) {
+        const JsonValue* createdAt = proposal->find(u"created_at");
+        if (!createdAt || !createdAt->isString())
+            proposal->set(QStringLiteral("created_at"), now());
+    }
+    UserState next = stateOf(*id);
+    next.proposal = proposal;
+    next.version += 1;
+    commit(*id, std::move(next));
+    if (!proposal)
+        return JsonValue();
+    return proposal;
+}
