@@ -1,0 +1,269 @@
+#include "ServerProcess.h"
+
+#include "WireJson.h"
+
+#include <QDeadlineTimer>
+#include <QFile>
+
+#include <httplib.h>
+
+#include <stdexcept>
+
+#ifndef VELMORA_SERVER_PATH
+#error "VELMORA_SERVER_PATH must name the velmora-server binary"
+#endif
+
+namespace {
+
+constexpr int startTimeoutMs = 15000;
+constexpr int stopTimeoutMs = 15000;
+
+[[noreturn]] void fail(const QString& what) {
+    throw std::runtime_error(what.toStdString());
+}
+
+QByteArray readSecret(const QString& path) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        fail(QStringLiteral("cannot read %1").arg(path));
+    return file.readAll().trimmed();
+}
+
+ServerProcess::Reply send(quint16 port, const QByteArray& method, const QByteArray& path,
+                          const QByteArray& body, const ServerProcess::Headers& headers) {
+    httplib::Client client("127.0.0.1", port);
+    client.set_connection_timeout(5);
+    client.set_read_timeout(60);
+    client.set_keep_alive(false);
+    httplib::Request request;
+    request.method = method.toStdString();
+    request.path = path.toStdString();
+    request.body = body.toStdString();
+    for (const auto& [name, value] : headers)
+        request.set_header(name.toStdString(), value.toStdString());
+    if (!body.isEmpty() && !request.has_header("Content-Type"))
+        request.set_header("Content-Type", "application/json");
+    const auto result = client.send(request);
+    if (!result)
+        return {};
+    return {result->status, QByteArray::fromStdString(result->body)};
+}
+
+} // namespace
+
+JsonValue ServerProcess::Reply::json() const {
+    return JsonValue::parse(body).value_or(JsonValue());
+}
+
+ServerProcess::ServerProcess()
+    : ServerProcess(Options{}) {}
+
+ServerProcess::ServerProcess(Options options)
+    : m_options(std::move(options)) {
+    if (!m_dir.isValid())
+        fail(QStringLiteral("no temporary directory"));
+    start();
+}
+
+ServerProcess::~ServerProcess() {
+    stop();
+}
+
+void ServerProcess::start() {
+    if (isRunning())
+        return;
+    const QString adminFile = m_dir.filePath(QStringLiteral("admin-secret"));
+    const QString tokenFile = m_dir.filePath(QStringLiteral("demo-token"));
+    QStringList args{QStringLiteral("--db"),
+                     m_options.databasePath.isEmpty() ? QStringLiteral(":memory:")
+                                                      : m_options.databasePath,
+                     QStringLiteral("serve"),
+                     QStringLiteral("--port"),
+                     QStringLiteral("0"),
+                     QStringLiteral("--admin-file"),
+                     adminFile};
+    if (m_options.demo)
+        args << QStringLiteral("--demo") << QStringLiteral("--token-file") << tokenFile;
+
+    m_process = std::make_unique<QProcess>();
+    m_process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    m_process->start(QStringLiteral(VELMORA_SERVER_PATH), args);
+    if (!m_process->waitForStarted(startTimeoutMs))
+        fail(QStringLiteral("velmora-server did not start: %1").arg(m_process->errorString()));
+
+    // The first line is the port, the second the admin port.
+    QByteArray output;
+    QDeadlineTimer deadline(startTimeoutMs);
+    while (output.count('\n') < 2) {
+        if (deadline.hasExpired() || m_process->state() != QProcess::Running)
+            fail(QStringLiteral("velmora-server did not report its ports (output: \"%1\")")
+                     .arg(QString::fromUtf8(output)));
+        m_process->waitForReadyRead(int(qMax<qint64>(1, deadline.remainingTime())));
+        output += m_process->readAllStandardOutput();
+    }
+    const QList<QByteArray> lines = output.split('\n');
+    bool ok = false, adminOk = false;
+    m_port = lines[0].trimmed().toUShort(&ok);
+    m_adminPort =
+        lines[1].trimmed().startsWith("admin ") ? lines[1].trimmed().mid(6).toUShort(&adminOk) : 0;
+    if (!ok || !adminOk)
+        fail(QStringLiteral("velmora-server printed \"%1\"").arg(QString::fromUtf8(output)));
+    m_secret = readSecret(adminFile);
+}
+
+int ServerProcess::stop() {
+    if (!isRunning())
+        return -1;
+    m_process->terminate();
+    if (!m_process->waitForFinished(stopTimeoutMs)) {
+        m_process->kill();
+        m_process->waitForFinished(stopTimeoutMs);
+        return -1;
+    }
+    return m_process->exitStatus() == QProcess::NormalExit ? m_process->exitCode() : -1;
+}
+
+bool ServerProcess::isRunning() const {
+    return m_process && m_process->state() != QProcess::NotRunning;
+}
+
+QUrl ServerProcess::baseURL() const {
+    return QUrl(QStringLiteral("http://127.0.0.1:%1/").arg(m_port));
+}
+
+QString ServerProcess::demoToken() const {
+    if (!m_options.demo)
+        fail(QStringLiteral("the server was started without --demo"));
+    return QString::fromUtf8(readSecret(m_dir.filePath(QStringLiteral("demo-token"))));
+}
+
+ServerProcess::Reply ServerProcess::admin(const QByteArray& method, const QString& path,
+                                          const QByteArray& body) {
+    if (!isRunning())
+        fail(QStringLiteral("velmora-server is not running"));
+    return send(m_adminPort, method, path.toUtf8(), body,
+                {{QByteArrayLiteral("Authorization"), "Bearer " + m_secret}});
+}
+
+JsonValue ServerProcess::adminJson(const QByteArray& method, const QString& path,
+                                   const QByteArray& body) {
+    const Reply reply = admin(method, path, body);
+    if (reply.status != 200)
+        fail(QStringLiteral("admin %1 %2 answered %3: %4")
+                 .arg(QString::fromLatin1(method), path)
+                 .arg(reply.status)
+                 .arg(QString::fromUtf8(reply.body)));
+    return reply.json();
+}
+
+static QString userPath(const QString& name, const char* what) {
+    return QStringLiteral("/admin/users/%1/%2")
+        .arg(QString::fromLatin1(QUrl::toPercentEncoding(name)), QLatin1String(what));
+}
+
+QString ServerProcess::createUser(const QString& name) {
+    const JsonValue reply = adminJson("POST", QStringLiteral("/admin/users"),
+                                      JsonValue::object({{QStringLiteral("name"), name}}).toJson());
+    const JsonValue* token = reply.find(u"token");
+    if (!token || !token->isString())
+        fail(QStringLiteral("no token for %1").arg(name));
+    return token->toString();
+}
+
+void ServerProcess::setOpenCap(const QString& name, std::optional<qint64> cap) {
+    adminJson("PUT", userPath(name, "cap"),
+              JsonValue::object(
+                  {{QStringLiteral("cap"), cap ? JsonValue(std::int64_t(*cap)) : JsonValue()}})
+                  .toJson());
+}
+
+ServerProcess::StoredDocument ServerProcess::document(const QString& name) {
+    const JsonValue reply = adminJson("GET", userPath(name, "document"));
+    const JsonValue* document = reply.find(u"document");
+    const JsonValue* version = reply.find(u"version");
+    if (!document || !version)
+        fail(QStringLiteral("no document for %1").arg(name));
+    return {WireJson::fromJson<WireDocument>(*document), version->toInteger()};
+}
+
+qint64 ServerProcess::replaceDocument(const QString& name, const WireDocument& document) {
+    const JsonValue reply =
+        adminJson("PUT", userPath(name, "document"), WireJson::encode(document));
+    return reply.find(u"version") ? reply.find(u"version")->toInteger() : 0;
+}
+
+QString ServerProcess::createProposal(const QString& name, const JsonValue& proposal) {
+    const JsonValue reply = adminJson("PUT", userPath(name, "proposal"), proposal.toJson());
+    const JsonValue* stored = reply.find(u"proposal");
+    const JsonValue* createdAt = stored ? stored->find(u"created_at") : nullptr;
+    return createdAt ? createdAt->toString() : QString();
+}
+
+void ServerProcess::clearProposal(const QString& name) {
+    adminJson("DELETE", userPath(name, "proposal"));
+}
+
+void ServerProcess::inject(const Fault& fault) {
+    JsonValue json =
+        JsonValue::object({{QStringLiteral("method"), fault.method},
+                           {QStringLiteral("path"), fault.path},
+                           {QStringLiteral("count"), fault.count},
+                           {QStringLiteral("delay_ms"), fault.delayMs},
+                           {QStringLiteral("close_after_write"), fault.closeAfterWrite}});
+    if (!fault.rpc.isEmpty())
+        json.set(QStringLiteral("rpc"), fault.rpc);
+    if (fault.status)
+        json.set(QStringLiteral("status"), *fault.status);
+    if (!fault.body.isEmpty())
+        json.set(QStringLiteral("body"), QString::fromUtf8(fault.body));
+    adminJson("POST", QStringLiteral("/admin/faults"), json.toJson());
+}
+
+void ServerProcess::failNext(const QString& rpc, int status, const QByteArray& body, int count) {
+    Fault fault;
+    fault.rpc = rpc;
+    fault.status = status;
+    fault.body = body;
+    fault.count = count;
+    inject(fault);
+}
+
+void ServerProcess::delayNext(const QString& rpc, int delayMs, int count) {
+    Fault fault;
+    fault.rpc = rpc;
+    fault.delayMs = delayMs;
+    fault.count = count;
+    inject(fault);
+}
+
+void ServerProcess::dropReplyAfterWrite(const QString& rpc, int count) {
+    Fault fault;
+    fault.rpc = rpc;
+    fault.closeAfterWrite = true;
+    fault.count = count;
+    inject(fault);
+}
+
+int ServerProcess::pendingFaults() {
+    const JsonValue reply = adminJson("GET", QStringLiteral("/admin/faults"));
+    return reply.find(u"pending") ? int(reply.find(u"pending")->toInteger()) : 0;
+}
+
+void ServerProcess::clearFaults() {
+    adminJson("DELETE", QStringLiteral("/admin/faults"));
+}
+
+ServerProcess::Reply ServerProcess::request(const QByteArray& method, const QByteArray& path,
+                                            const QByteArray& body, const Headers& headers) {
+    return send(m_port, method, path, body, headers);
+}
+
+ServerProcess::Reply ServerProcess::call(const QString& token, const QString& rpc,
+                                         const JsonValue::Array& args, const Headers& headers) {
+    Headers all = headers;
+    all.push_back({QByteArrayLiteral("Authorization"), "Bearer " + token.toUtf8()});
+    const QByteArray body =
+        JsonValue::object({{QStringLiteral("method"), rpc}, {QStringLiteral("args"), args}})
+            .toJson();
+    return request("POST", "/api/store", body, all);
+}

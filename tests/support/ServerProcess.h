@@ -1,0 +1,128 @@
+#pragma once
+
+#include "Json.h"
+#include "Wire.h"
+
+#include <QByteArray>
+#include <QList>
+#include <QPair>
+#include <QProcess>
+#include <QString>
+#include <QTemporaryDir>
+#include <QUrl>
+
+#include <memory>
+#include <optional>
+
+// velmora-server as a child process, for tests that need a real server.
+//
+//     ServerProcess server;                      // starts at once, on a free port
+//     const QString token = server.createUser("ana");
+//     APIClient client(server.baseURL(), token);
+//     server.failNext("addItem", 500);           // the next addItem answers 500
+//
+// Every call is synchronous and bounded in time; a failure throws std::runtime_error
+// with the reason. The administrative calls go to the server's admin listener (127.0.0.1
+// only), which is guarded by a secret the server writes to a private file; the demo
+// token is read from its file too, never from the command line or stdout.
+class ServerProcess {
+public:
+    struct Options {
+        // Empty: an in-memory database, gone when the process ends. A path survives
+        // stop() and start(), which is how a restart is tested.
+        QString databasePath;
+        // Seed the demo account (`serve --demo`); its token is demoToken().
+        bool demo = false;
+    };
+
+    ServerProcess();
+    explicit ServerProcess(Options options);
+    ~ServerProcess(); // stops the process
+    ServerProcess(const ServerProcess&) = delete;
+    ServerProcess& operator=(const ServerProcess&) = delete;
+
+    // Starts (again, after stop()) and waits until the server listens.
+    void start();
+    // SIGTERM, then waits for a clean exit; kills it after a bound. Returns the exit code
+    // (-1 when it had to be killed or was not running).
+    int stop();
+    bool isRunning() const;
+
+    quint16 port() const { return m_port; }
+    // "http://127.0.0.1:<port>/", the form APIClient takes.
+    QUrl baseURL() const;
+    // The demo account's token (Options::demo only).
+    QString demoToken() const;
+
+    // --- accounts --------------------------------------------------------------------
+
+    // Creates the user if needed and returns a fresh token for it.
+    QString createUser(const QString& name);
+    // Open tasks the user may hold; nullopt removes the cap.
+    void setOpenCap(const QString& name, std::optional<qint64> cap);
+
+    // --- the stored document ---------------------------------------------------------
+
+    struct StoredDocument {
+        WireDocument document;
+        qint64 version = 0;
+    };
+    StoredDocument document(const QString& name);
+    // Replaces the whole document as another device would; returns the new version.
+    qint64 replaceDocument(const QString& name, const WireDocument& document);
+    // Stores a pending proposal (replacing any); `created_at` is stamped when absent.
+    // Returns the stored `created_at`.
+    QString createProposal(const QString& name, const JsonValue& proposal);
+    void clearProposal(const QString& name);
+
+    // --- fault injection -------------------------------------------------------------
+
+    // A scripted misbehaviour for the next `count` requests matching `method` and `path`
+    // (and, for "/api/store", the remote method `rpc` when given).
+    struct Fault {
+        QString method = QStringLiteral("POST");
+        QString path = QStringLiteral("/api/store");
+        QString rpc;
+        int count = 1;
+        int delayMs = 0;              // wait first
+        std::optional<int> status;    // then answer this instead of handling the request
+        QByteArray body;              // with this body; empty gives {"message": ...}
+        bool closeAfterWrite = false; // or handle it and close with no reply at all
+    };
+    void inject(const Fault& fault);
+    // Shorthands for `api/store` calls of remote method `rpc` (empty: any).
+    void failNext(const QString& rpc, int status, const QByteArray& body = {}, int count = 1);
+    void delayNext(const QString& rpc, int delayMs, int count = 1);
+    // The write is applied, then the connection closes without a reply.
+    void dropReplyAfterWrite(const QString& rpc, int count = 1);
+    // Faults scripted and not yet used up.
+    int pendingFaults();
+    void clearFaults();
+
+    // --- plain HTTP to the public API, for tests of the server itself -----------------
+
+    struct Reply {
+        int status = 0; // 0: no HTTP reply (connection closed, refused...)
+        QByteArray body;
+        JsonValue json() const; // the body parsed; null when it is not JSON
+    };
+    using Headers = QList<QPair<QByteArray, QByteArray>>;
+    Reply request(const QByteArray& method, const QByteArray& path, const QByteArray& body = {},
+                  const Headers& headers = {});
+    // `POST /api/store` with `{"method": rpc, "args": args}` and the bearer token.
+    Reply call(const QString& token, const QString& rpc, const JsonValue::Array& args = {},
+               const Headers& headers = {});
+
+    QString databasePath() const { return m_options.databasePath; }
+
+private:
+    Reply admin(const QByteArray& method, const QString& path, const QByteArray& body = {});
+    JsonValue adminJson(const QByteArray& method, const QString& path, const QByteArray& body = {});
+
+    Options m_options;
+    QTemporaryDir m_dir;
+    std::unique_ptr<QProcess> m_process;
+    quint16 m_port = 0;
+    quint16 m_adminPort = 0;
+    QByteArray m_secret;
+};
