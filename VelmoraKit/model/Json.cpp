@@ -4,16 +4,70 @@
 
 #include <rapidjson/error/en.h>
 
+#include <cstdint>
+#include <cstring>
+
 namespace JsonDetail {
 
+namespace {
+
+// RFC 3629 UTF-8 (no overlong forms, surrogates or code points past U+10FFFF), checked in one
+// pass ahead of the parser: many times faster than the parser's own check byte by byte.
+bool isValidUtf8(QByteArrayView bytes, qsizetype* badOffset) {
+    const auto* s = reinterpret_cast<const unsigned char*>(bytes.data());
+    const qsizetype n = bytes.size();
+    qsizetype i = 0;
+    while (i < n) {
+        std::uint64_t word;
+        if (i + 8 <= n && (std::memcpy(&word, s + i, 8), (word & 0x8080808080808080ull) == 0)) {
+            i += 8;
+            continue;
+        }
+        const unsigned char c = s[i];
+        if (c < 0x80) {
+            ++i;
+            continue;
+        }
+        int length = 0;
+        unsigned char low = 0x80, high = 0xBF; // allowed range of the second byte
+        if (c >= 0xC2 && c <= 0xDF)
+            length = 2;
+        else if (c >= 0xE0 && c <= 0xEF)
+            length = 3, low = c == 0xE0 ? 0xA0 : 0x80, high = c == 0xED ? 0x9F : 0xBF;
+        else if (c >= 0xF0 && c <= 0xF4)
+            length = 4, low = c == 0xF0 ? 0x90 : 0x80, high = c == 0xF4 ? 0x8F : 0xBF;
+        bool ok = length > 0 && i + length <= n && s[i + 1] >= low && s[i + 1] <= high;
+        for (int k = 2; ok && k < length; ++k)
+            ok = (s[i + k] & 0xC0) == 0x80;
+        if (!ok) {
+            *badOffset = i;
+            return false;
+        }
+        i += length;
+    }
+    return true;
+}
+
+QString invalid(rapidjson::ParseErrorCode code, std::size_t offset) {
+    return QStringLiteral("the data is not valid JSON (%1 at offset %2)")
+        .arg(QString::fromUtf8(rapidjson::GetParseError_En(code)))
+        .arg(offset);
+}
+
+} // namespace
+
 bool parse(rapidjson::Document& document, QByteArrayView json, QString* error) {
+    qsizetype badOffset = 0;
+    if (!isValidUtf8(json, &badOffset)) {
+        if (error)
+            *error = invalid(rapidjson::kParseErrorStringInvalidEncoding, badOffset);
+        return false;
+    }
     document.Parse<parseFlags>(json.data(), static_cast<size_t>(json.size()));
     if (!document.HasParseError())
         return true;
     if (error)
-        *error = QStringLiteral("the data is not valid JSON (%1 at offset %2)")
-                     .arg(QString::fromUtf8(rapidjson::GetParseError_En(document.GetParseError())))
-                     .arg(document.GetErrorOffset());
+        *error = invalid(document.GetParseError(), document.GetErrorOffset());
     return false;
 }
 

@@ -16,9 +16,9 @@ namespace JsonDetail {
 using RValue = rapidjson::Value;
 using RWriter = rapidjson::Writer<rapidjson::StringBuffer>;
 
-// Iterative, so that hostile nesting cannot exhaust the stack.
-constexpr unsigned parseFlags = rapidjson::kParseValidateEncodingFlag |
-                                rapidjson::kParseFullPrecisionFlag | rapidjson::kParseIterativeFlag;
+// Iterative, so that hostile nesting cannot exhaust the stack. The encoding is checked
+// before parsing, see parse().
+constexpr unsigned parseFlags = rapidjson::kParseFullPrecisionFlag | rapidjson::kParseIterativeFlag;
 
 // JsonValue trees are built and destroyed recursively, so their depth is bounded.
 constexpr int maxValueDepth = 512;

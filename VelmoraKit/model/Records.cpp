@@ -2,6 +2,8 @@
 
 #include "WireFormats.h"
 
+#include <QHash>
+
 namespace {
 
 QDate localDay(const QDateTime& instant) {
@@ -64,7 +66,22 @@ QString Rule::describe(RuleAction action, const WireRuleMatch& match) {
 
 namespace WireMapping {
 
-std::optional<Item> item(const WireItem& wire) {
+namespace {
+
+// Local midnights of the due days met in one document: a list shares a few hundred days, and
+// each conversion to local time asks the C library for the zone again.
+using DueDays = QHash<QString, std::optional<QDateTime>>;
+
+std::optional<QDateTime> dueDay(const std::optional<QString>& text, DueDays* days) {
+    if (!text || !days)
+        return LocalDay::date(text);
+    auto it = days->constFind(*text);
+    if (it == days->constEnd())
+        it = days->insert(*text, LocalDay::date(text));
+    return *it;
+}
+
+std::optional<Item> mapItem(const WireItem& wire, DueDays* days) {
     if (wire.deletedAt)
         return std::nullopt;
     const auto created = WireDate::instant(wire.createdAt);
@@ -94,10 +111,16 @@ std::optional<Item> item(const WireItem& wire) {
             continue;
         out.links.push_back({link.label, url});
     }
-    out.due = LocalDay::date(wire.due);
+    out.due = dueDay(wire.due, days);
     if (wire.completedAt)
         out.completedAt = WireDate::instant(*wire.completedAt);
     return out;
+}
+
+} // namespace
+
+std::optional<Item> item(const WireItem& wire) {
+    return mapItem(wire, nullptr);
 }
 
 Rule rule(const WireRule& wire) {
@@ -118,8 +141,9 @@ Rule rule(const WireRule& wire) {
 Document document(const WireDocument& wire) {
     Document out;
     out.items.reserve(wire.items.size());
+    DueDays days;
     for (const auto& wireItem : wire.items)
-        if (auto mapped = item(wireItem))
+        if (auto mapped = mapItem(wireItem, &days))
             out.items.push_back(std::move(*mapped));
     out.rules.reserve(wire.rules.size());
     for (const auto& wireRule : wire.rules)

@@ -196,6 +196,15 @@ private slots:
         QTest::newRow("single quotes") << QByteArray("{'schema_version': 1}") << invalid;
         QTest::newRow("invalid UTF-8")
             << mutated("items.0.title", "\"x\"").replace("\"x\"", "\"\xC3\x28\"") << invalid;
+        const auto inTitle = [](const char* bytes) {
+            return mutated("items.0.title", R"("x")").replace(R"("x")", bytes);
+        };
+        QTest::newRow("overlong UTF-8") << inTitle("\"\xC0\xAF\"") << invalid;
+        QTest::newRow("UTF-16 surrogate") << inTitle("\"\xED\xA0\x80\"") << invalid;
+        QTest::newRow("past U+10FFFF") << inTitle("\"\xF4\x90\x80\x80\"") << invalid;
+        QTest::newRow("cut sequence") << inTitle("\"\xE2\x9C\"") << invalid;
+        QTest::newRow("in an unknown key")
+            << mutated("owner", R"("x")").replace(R"("x")", "\"\xFF\"") << invalid;
         QTest::newRow("top-level array") << QByteArray("[]") << "expected an object";
         QTest::newRow("top-level null") << QByteArray("null") << "expected an object";
         // Deep nesting fails cleanly instead of exhausting the stack.
