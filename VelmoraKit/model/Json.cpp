@@ -208,12 +208,12 @@ JsonValue::Object& JsonValue::asObject() {
     return std::get<Object>(m_value);
 }
 
-const JsonValue* JsonValue::find(QStringView key) const {
+const JsonValue* JsonValue::find(QAnyStringView key) const {
     const auto* object = std::get_if<Object>(&m_value);
     if (!object)
         return nullptr;
     for (const auto& member : *object)
-        if (member.key == key)
+        if (QAnyStringView::equal(member.key, key))
             return &member.value;
     return nullptr;
 }
@@ -229,11 +229,11 @@ void JsonValue::set(const QString& key, JsonValue value) {
     object.push_back({key, std::move(value)});
 }
 
-bool JsonValue::remove(QStringView key) {
+bool JsonValue::remove(QAnyStringView key) {
     auto* object = std::get_if<Object>(&m_value);
     if (!object)
         return false;
-    return std::erase_if(*object, [&](const Member& m) { return m.key == key; }) > 0;
+    return std::erase_if(*object, [&](const Member& m) { return QAnyStringView::equal(m.key, key); }) > 0;
 }
 
 QByteArray JsonValue::toJson() const {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QAnyStringView>
 #include <QByteArray>
 #include <QString>
 
@@ -68,11 +69,11 @@ public:
     Object& asObject(); // turns this value into an object if it is not one
 
     // Object member lookup; null when this is no object or has no such key.
-    const JsonValue* find(QStringView key) const;
-    bool contains(QStringView key) const { return find(key) != nullptr; }
+    const JsonValue* find(QAnyStringView key) const;
+    bool contains(QAnyStringView key) const { return find(key) != nullptr; }
     // Sets or replaces a member, turning this value into an object if needed.
     void set(const QString& key, JsonValue value);
-    bool remove(QStringView key);
+    bool remove(QAnyStringView key);
 
     QByteArray toJson() const;
     // Strict parse of one JSON text; on failure gives null and describes why in *error.

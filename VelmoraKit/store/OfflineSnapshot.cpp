@@ -1,0 +1,153 @@
+#include "OfflineSnapshot.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QSaveFile>
+#include <QStandardPaths>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+// 2001-01-01T00:00:00Z in milliseconds since the Unix epoch.
+constexpr qint64 referenceEpochMs = 978'307'200'000;
+
+std::optional<qint64> integer(const JsonValue* value) {
+    if (!value)
+        return std::nullopt;
+    if (value->isInteger())
+        return value->toInteger();
+    if (value->isNumber() && std::trunc(value->toDouble()) == value->toDouble())
+        return qint64(value->toDouble());
+    return std::nullopt;
+}
+
+void syncDirectory(const QString& path) {
+    const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0)
+        return;
+    ::fsync(fd);
+    ::close(fd);
+}
+
+} // namespace
+
+QByteArray OfflineSnapshot::encode() const {
+    JsonValue::Array ops;
+    ops.reserve(queue.size());
+    for (const auto& op : queue)
+        ops.push_back(PendingOps::toJson(op));
+
+    const QDateTime at = syncedAt.isValid() ? syncedAt : QDateTime::currentDateTimeUtc();
+    JsonValue root;
+    root.set(QStringLiteral("wireDocument"), QString::fromLatin1(wireDocument.toBase64()));
+    root.set(QStringLiteral("syncedVersion"), syncedVersion);
+    root.set(QStringLiteral("syncedAt"),
+             double(at.toMSecsSinceEpoch() - referenceEpochMs) / 1000.0);
+    root.set(QStringLiteral("queue"), std::move(ops));
+    if (!strikes.isEmpty()) {
+        JsonValue::Array flat;
+        for (auto it = strikes.cbegin(); it != strikes.cend(); ++it) {
+            flat.push_back(PendingOps::toJson(it.key()));
+            flat.push_back(it.value());
+        }
+        root.set(QStringLiteral("strikes"), std::move(flat));
+    }
+    return root.toJson();
+}
+
+std::optional<OfflineSnapshot> OfflineSnapshot::decode(QByteArrayView json) {
+    const auto root = JsonValue::parse(json);
+    if (!root || !root->isObject())
+        return std::nullopt;
+
+    OfflineSnapshot out;
+    const JsonValue* wire = root->find(u"wireDocument");
+    if (!wire || !wire->isString())
+        return std::nullopt;
+    auto decoded = QByteArray::fromBase64Encoding(wire->toString().toLatin1(),
+                                                  QByteArray::AbortOnBase64DecodingErrors);
+    if (!decoded)
+        return std::nullopt;
+    out.wireDocument = *decoded;
+
+    const auto version = integer(root->find(u"syncedVersion"));
+    if (!version)
+        return std::nullopt;
+    out.syncedVersion = *version;
+
+    const JsonValue* at = root->find(u"syncedAt");
+    if (!at || !at->isNumber())
+        return std::nullopt;
+    out.syncedAt = QDateTime::fromMSecsSinceEpoch(
+        referenceEpochMs + qint64(std::llround(at->toDouble() * 1000.0)), Qt::UTC);
+
+    const JsonValue* queue = root->find(u"queue");
+    if (!queue || !queue->isArray())
+        return std::nullopt;
+    for (const auto& element : queue->toArray()) {
+        auto op = PendingOps::fromJson(element);
+        if (!op)
+            return std::nullopt;
+        out.queue.push_back(std::move(*op));
+    }
+
+    if (const JsonValue* strikes = root->find(u"strikes")) {
+        const auto& flat = strikes->toArray();
+        if (!strikes->isArray() || flat.size() % 2 != 0)
+            return std::nullopt;
+        for (std::size_t i = 0; i < flat.size(); i += 2) {
+            auto op = PendingOps::fromJson(flat[i]);
+            const auto count = integer(&flat[i + 1]);
+            if (!op || !count)
+                return std::nullopt;
+            out.strikes.insert(std::move(*op), int(*count));
+        }
+    }
+    return out;
+}
+
+OfflineDisk::OfflineDisk(const std::optional<QString>& directory) {
+    const QString folder =
+        directory ? *directory
+                  : QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) +
+                        QStringLiteral("/Velmora");
+    m_file = QDir(folder).filePath(QString::fromLatin1(fileName));
+}
+
+void OfflineDisk::save(const OfflineSnapshot& snapshot) const {
+    const QByteArray bytes = snapshot.encode();
+    const QString folder = QFileInfo(m_file).absolutePath();
+    QDir().mkpath(folder);
+    QSaveFile file(m_file);
+    if (!file.open(QIODevice::WriteOnly))
+        return;
+    if (file.write(bytes) != bytes.size()) {
+        file.cancelWriting();
+        return;
+    }
+    if (file.commit())
+        syncDirectory(folder); // the rename itself must reach the disk too
+}
+
+std::optional<OfflineSnapshot> OfflineDisk::load() const {
+    QFile file(m_file);
+    if (!file.open(QIODevice::ReadOnly))
+        return std::nullopt;
+    return OfflineSnapshot::decode(file.readAll());
+}
+
+void OfflineDisk::clear() const {
+    QFile::remove(m_file);
+}
+
+void OfflineDisk::removeStrayTemporaries() const {
+    const QFileInfo info(m_file);
+    QDir folder(info.absolutePath());
+    const QStringList strays =
+        folder.entryList({info.fileName() + QStringLiteral(".*")}, QDir::Files | QDir::Hidden);
+    for (const auto& name : strays)
+        folder.remove(name);
+}
