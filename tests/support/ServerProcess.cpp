@@ -35,6 +35,7 @@ ServerProcess::Reply send(quint16 port, const QByteArray& method, const QByteArr
     client.set_connection_timeout(5);
     client.set_read_timeout(60);
     client.set_keep_alive(false);
+    client.set_tcp_nodelay(true);
     httplib::Request request;
     request.method = method.toStdString();
     request.path = path.toStdString();
