@@ -138,6 +138,10 @@ QString ServerProcess::demoToken() const {
     return QString::fromUtf8(readSecret(m_dir.filePath(QStringLiteral("demo-token"))));
 }
 
+QString ServerProcess::demoTokenFile() const {
+    return m_dir.filePath(QStringLiteral("demo-token"));
+}
+
 ServerProcess::Reply ServerProcess::admin(const QByteArray& method, const QString& path,
                                           const QByteArray& body) {
     if (!isRunning())

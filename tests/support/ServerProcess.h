@@ -53,6 +53,8 @@ public:
     QUrl baseURL() const;
     // The demo account's token (Options::demo only).
     QString demoToken() const;
+    // Where the server wrote it (owner-only permissions).
+    QString demoTokenFile() const;
 
     // --- accounts --------------------------------------------------------------------
 
