@@ -4,6 +4,7 @@
 #include "Service.h"
 #include "WireJson.h"
 
+#include <QSet>
 #include <QString>
 #include <QUrl>
 
@@ -280,19 +281,27 @@ void installAdmin(httplib::Server& server, Service& service, FaultPlan& faults,
                             ",\"version\":" + QByteArray::number(state->version) + '}');
                });
 
-    server.Put(R"(/admin/users/([^/]+)/document)",
-               [&](const httplib::Request& req, httplib::Response& res) {
-                   WireDocument document;
-                   try {
-                       document = WireJson::decode<WireDocument>(bodyOf(req));
-                   } catch (const DecodingError& error) {
-                       return sendMessage(res, 400, error.message());
-                   }
-                   const auto version = service.replaceDocument(userName(req), document);
-                   if (!version)
-                       return sendMessage(res, 404, QStringLiteral("No such user."));
-                   send(res, 200, versionBody(*version));
-               });
+    server.Put(R"(/admin/users/([^/]+)/document)", [&](const httplib::Request& req,
+                                                       httplib::Response& res) {
+        WireDocument document;
+        try {
+            document = WireJson::decode<WireDocument>(bodyOf(req));
+        } catch (const DecodingError& error) {
+            return sendMessage(res, 400, error.message());
+        }
+        // Ids are row keys: a duplicate would not survive a restart.
+        QSet<QString> itemIds, ruleIds;
+        for (const WireItem& item : document.items)
+            itemIds.insert(item.id);
+        for (const WireRule& rule : document.rules)
+            ruleIds.insert(rule.id);
+        if (itemIds.size() != document.items.size() || ruleIds.size() != document.rules.size())
+            return sendMessage(res, 400, QStringLiteral("item and rule ids must be unique"));
+        const auto version = service.replaceDocument(userName(req), document);
+        if (!version)
+            return sendMessage(res, 404, QStringLiteral("No such user."));
+        send(res, 200, versionBody(*version));
+    });
 
     server.Put(R"(/admin/users/([^/]+)/proposal)", [&](const httplib::Request& req,
                                                        httplib::Response& res) {

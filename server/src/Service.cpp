@@ -115,6 +115,9 @@ Reply Service::call(qint64 userId, const QByteArray& body,
 
         const Methods::Context context{
             now(), [] { return QUuid::createUuid().toString(QUuid::WithoutBraces); }};
+        // `user cap` may change the cap from another process while this one runs.
+        if (name == u"addItem")
+            current.openCap = m_storage.openCap(userId);
         UserState next = current;
         const QByteArray result = Methods::apply(next, name, argList, context);
         if (*kind == Methods::Kind::read)

@@ -265,6 +265,14 @@ void Storage::setOpenCap(qint64 userId, std::optional<qint64> cap) {
     s.bind(1, cap).bind(2, userId).run();
 }
 
+std::optional<qint64> Storage::openCap(qint64 userId) {
+    Statement s(m_db, "SELECT open_cap FROM users WHERE id = ?");
+    s.bind(1, userId);
+    if (s.step() && !s.isNull(0))
+        return s.integer(0);
+    return std::nullopt;
+}
+
 void Storage::addToken(qint64 userId, const QByteArray& fingerprint, const QString& now) {
     Statement s(m_db, "INSERT INTO tokens(fingerprint, user_id, created_at) VALUES(?, ?, ?)");
     s.bind(1, fingerprint).bind(2, userId).bind(3, now).run();
@@ -303,12 +311,7 @@ UserState Storage::loadState(qint64 userId) {
         if (s.step())
             state.proposal = JsonValue::parse(s.bytes(0));
     }
-    {
-        Statement s(m_db, "SELECT open_cap FROM users WHERE id = ?");
-        s.bind(1, userId);
-        if (s.step() && !s.isNull(0))
-            state.openCap = s.integer(0);
-    }
+    state.openCap = openCap(userId);
     return state;
 }
 

@@ -49,6 +49,7 @@ public:
     // Creates the user with an empty document at version 1.
     User createUser(const QString& name, const QString& now);
     void setOpenCap(qint64 userId, std::optional<qint64> cap);
+    std::optional<qint64> openCap(qint64 userId);
     void addToken(qint64 userId, const QByteArray& fingerprint, const QString& now);
 
     UserState loadState(qint64 userId);

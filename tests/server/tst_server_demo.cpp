@@ -22,6 +22,7 @@ private:
 
 private Q_SLOTS:
     void initTestCase();
+    void cleanupTestCase();
     void demoDocumentLoads();
     void clientWritesMoveTheVersion();
     void clientSeesStatusesOfTheServer();
@@ -32,6 +33,10 @@ void TestServerDemo::initTestCase() {
     ServerProcess::Options options;
     options.demo = true;
     server = std::make_unique<ServerProcess>(options);
+}
+
+void TestServerDemo::cleanupTestCase() {
+    QCOMPARE(server->stop(), 0);
 }
 
 void TestServerDemo::demoDocumentLoads() {

@@ -207,6 +207,7 @@ void TestServerDurability::concurrentWritesAreAllKept() {
         }
     }
     QCOMPARE(stored.document.items.size(), expectedItems);
+    QCOMPARE(server.stop(), 0);
 }
 
 QTEST_GUILESS_MAIN(TestServerDurability)

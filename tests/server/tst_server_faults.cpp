@@ -24,6 +24,7 @@ private:
 
 private Q_SLOTS:
     void initTestCase();
+    void cleanupTestCase();
     void init();
     void cleanup();
     void scriptedStatus_data();
@@ -39,6 +40,11 @@ private Q_SLOTS:
 void TestServerFaults::initTestCase() {
     QStandardPaths::setTestModeEnabled(true);
     server = std::make_unique<ServerProcess>();
+}
+
+void TestServerFaults::cleanupTestCase() {
+    // A clean exit: no crash, no leak report from a sanitised build.
+    QCOMPARE(server->stop(), 0);
 }
 
 void TestServerFaults::init() {
