@@ -164,6 +164,9 @@ int serve(Service& service, const ServeOptions& options) {
     sigemptyset(&stopSignals);
     sigaddset(&stopSignals, SIGINT);
     sigaddset(&stopSignals, SIGTERM);
+    // A shell may start us with SIGINT ignored; an ignored signal never reaches sigwait.
+    ::signal(SIGINT, SIG_DFL);
+    ::signal(SIGTERM, SIG_DFL);
     pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr);
 
     std::printf("%d\n", port);
