@@ -1,6 +1,7 @@
 #include "APIClient.h"
 
 #include "AppEnvironment.h"
+#include "WireFormats.h"
 #include "WireJson.h"
 
 #include <QCoroNetworkReply>
@@ -105,7 +106,7 @@ QCoro::Task<QByteArray> APIClient::execute(QNetworkRequest request, QByteArray m
     throw APIError::server(status, text);
 }
 
-QCoro::Task<QByteArray> APIClient::authed(const QString& path, const QByteArray& method,
+QCoro::Task<QByteArray> APIClient::authed(QString path, QByteArray method,
                                           std::optional<JsonValue::Object> body) {
     QNetworkRequest req = request(path);
     QByteArray payload;
@@ -113,11 +114,12 @@ QCoro::Task<QByteArray> APIClient::authed(const QString& path, const QByteArray&
         req.setHeader(QNetworkRequest::ContentTypeHeader, QByteArrayLiteral("application/json"));
         payload = JsonValue(std::move(*body)).toJson();
     }
-    co_return co_await execute(std::move(req), method, payload);
+    auto task = execute(std::move(req), method, payload);
+    co_return co_await std::move(task);
 }
 
-QCoro::Task<QByteArray> APIClient::call(const QString& method, JsonValue::Array args,
-                                        const HttpHeaders& headers) {
+QCoro::Task<QByteArray> APIClient::call(QString method, JsonValue::Array args,
+                                        HttpHeaders headers) {
     QNetworkRequest req = request(QStringLiteral("api/store"));
     req.setHeader(QNetworkRequest::ContentTypeHeader, QByteArrayLiteral("application/json"));
     for (const auto& [name, value] : headers)
@@ -125,26 +127,126 @@ QCoro::Task<QByteArray> APIClient::call(const QString& method, JsonValue::Array 
     const QByteArray payload = JsonValue::object({{QStringLiteral("method"), method},
                                                   {QStringLiteral("args"), std::move(args)}})
                                    .toJson();
-    co_return co_await execute(std::move(req), QByteArrayLiteral("POST"), payload);
+    auto task = execute(std::move(req), QByteArrayLiteral("POST"), payload);
+    co_return co_await std::move(task);
 }
 
-QCoro::Task<> APIClient::sendIgnoringResult(const QString& method, JsonValue::Array args,
+QCoro::Task<> APIClient::sendIgnoringResult(QString method, JsonValue::Array args,
                                             HttpHeaders headers) {
-    co_await call(method, std::move(args), headers);
+    auto task = call(method, std::move(args), headers);
+    co_await std::move(task);
 }
 
-QCoro::Task<QByteArray> APIClient::post(const QString& method, JsonValue::Array args,
+QCoro::Task<QByteArray> APIClient::post(QString method, JsonValue::Array args,
                                         HttpHeaders headers) {
-    co_return co_await call(method, std::move(args), headers);
+    auto task = call(method, std::move(args), headers);
+    co_return co_await std::move(task);
 }
 
 QCoro::Task<> APIClient::postPush(JsonValue::Object body) {
-    co_await authed(QStringLiteral("api/push/register"), QByteArrayLiteral("POST"),
-                    std::move(body));
+    auto task =
+        authed(QStringLiteral("api/push/register"), QByteArrayLiteral("POST"), std::move(body));
+    co_await std::move(task);
+}
+
+namespace {
+
+JsonValue linksJson(const QList<ItemLink>& links) {
+    JsonValue::Array array;
+    array.reserve(links.size());
+    for (const auto& link : links) {
+        JsonValue object;
+        object.set(QStringLiteral("label"), link.label);
+        object.set(QStringLiteral("url"), link.id());
+        array.push_back(std::move(object));
+    }
+    return array;
+}
+
+// Empty text counts as nothing.
+std::optional<QString> nonEmpty(const std::optional<QString>& text) {
+    return text && !text->isEmpty() ? text : std::nullopt;
+}
+
+} // namespace
+
+QCoro::Task<> APIClient::setDone(QString id, bool done) {
+    // g++ 12 miscompiles braced lists inside co_await expressions: build the list first.
+    JsonValue::Array args{id, done};
+    co_await send<WireItem>(QStringLiteral("setItemStatus"), std::move(args));
+}
+
+QCoro::Task<> APIClient::setFlagged(QString id, bool flagged) {
+    JsonValue patch;
+    patch.set(QStringLiteral("flagged"), flagged);
+    JsonValue::Array args{id, std::move(patch)};
+    co_await send<WireItem>(QStringLiteral("updateItem"), std::move(args));
+}
+
+QCoro::Task<QString> APIClient::add(QString title, std::optional<QString> note, Section section,
+                                    std::optional<QDateTime> due, std::optional<QString> source,
+                                    Priority priority, QList<ItemLink> links,
+                                    QString idempotencyKey) {
+    // Only what holds something is sent; status, origin and initiated are the server's.
+    JsonValue object;
+    object.set(QStringLiteral("title"), title);
+    object.set(QStringLiteral("section"), Wire::string(section));
+    object.set(QStringLiteral("channel"), Wire::string(Channel::self));
+    object.set(QStringLiteral("priority"), Wire::string(priority));
+    if (const auto text = nonEmpty(note))
+        object.set(QStringLiteral("note"), *text);
+    if (due)
+        object.set(QStringLiteral("due"), LocalDay::string(*due));
+    if (const auto text = nonEmpty(source))
+        object.set(QStringLiteral("source"), *text);
+    if (!links.isEmpty())
+        object.set(QStringLiteral("links"), linksJson(links));
+    HttpHeaders headers;
+    if (!idempotencyKey.isEmpty())
+        headers.append({QByteArrayLiteral("Idempotency-Key"), idempotencyKey.toUtf8()});
+    JsonValue::Array args{std::move(object)};
+    const WireItem item =
+        co_await send<WireItem>(QStringLiteral("addItem"), std::move(args), headers);
+    co_return item.id;
+}
+
+QCoro::Task<> APIClient::update(QString id, QString title, std::optional<QString> note,
+                                std::optional<QString> source, std::optional<QDateTime> due,
+                                Priority priority, QList<ItemLink> links) {
+    // Every editable field is named: an explicit null clears it on the server.
+    JsonValue object;
+    object.set(QStringLiteral("title"), title);
+    object.set(QStringLiteral("note"), nonEmpty(note));
+    object.set(QStringLiteral("source"), nonEmpty(source));
+    object.set(QStringLiteral("due"), due ? JsonValue(LocalDay::string(*due)) : JsonValue());
+    object.set(QStringLiteral("priority"), Wire::string(priority));
+    object.set(QStringLiteral("links"), linksJson(links));
+    JsonValue::Array args{id, std::move(object)};
+    co_await send<WireItem>(QStringLiteral("updateItem"), std::move(args));
+}
+
+QCoro::Task<> APIClient::deleteItem(QString id) {
+    JsonValue::Array args{QStringLiteral("item"), id};
+    auto task = sendIgnoringResult(QStringLiteral("softDelete"), std::move(args));
+    co_await std::move(task);
+}
+
+QCoro::Task<> APIClient::restore(QString id) {
+    JsonValue::Array args{QStringLiteral("item"), id};
+    auto task = sendIgnoringResult(QStringLiteral("restore"), std::move(args));
+    co_await std::move(task);
+}
+
+QCoro::Task<> APIClient::updateSettings(bool hideDone) {
+    JsonValue settings;
+    settings.set(QStringLiteral("hide_done"), hideDone);
+    JsonValue::Array args{std::move(settings)};
+    co_await send<WireSettings>(QStringLiteral("updateSettings"), std::move(args));
 }
 
 QCoro::Task<LoadResult> APIClient::loadForSync() {
-    const QByteArray body = co_await call(QStringLiteral("load"), {}, {});
+    auto task = call(QStringLiteral("load"), {}, {});
+    const QByteArray body = co_await std::move(task);
     std::optional<qint64> version;
     const WireDocument wire = decodeResult<WireDocument>(body, &version);
     LoadResult result;
@@ -160,8 +262,8 @@ QCoro::Task<Document> APIClient::load() {
 }
 
 QCoro::Task<qint64> APIClient::version() {
-    const QByteArray body = co_await execute(request(QStringLiteral("api/store/version")),
-                                             QByteArrayLiteral("GET"), {});
+    auto task = execute(request(QStringLiteral("api/store/version")), QByteArrayLiteral("GET"), {});
+    const QByteArray body = co_await std::move(task);
     try {
         co_return WireJson::decode<VersionReply>(body).version;
     } catch (const DecodingError& error) {

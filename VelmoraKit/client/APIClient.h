@@ -53,17 +53,31 @@ public:
     QNetworkRequest authorised(QNetworkRequest request) const;
 
     // A REST call relative to baseURL; returns the checked reply's bytes.
-    QCoro::Task<QByteArray> authed(const QString& path, const QByteArray& method,
+    QCoro::Task<QByteArray> authed(QString path, QByteArray method,
                                    std::optional<JsonValue::Object> body = std::nullopt);
 
     // Remote calls on api/store.
     template <typename T>
-    QCoro::Task<T> send(const QString& method, JsonValue::Array args, HttpHeaders headers = {});
-    QCoro::Task<> sendIgnoringResult(const QString& method, JsonValue::Array args,
+    QCoro::Task<T> send(QString method, JsonValue::Array args, HttpHeaders headers = {});
+    QCoro::Task<> sendIgnoringResult(QString method, JsonValue::Array args,
                                      HttpHeaders headers = {});
-    QCoro::Task<QByteArray> post(const QString& method, JsonValue::Array args,
-                                 HttpHeaders headers = {});
+    QCoro::Task<QByteArray> post(QString method, JsonValue::Array args, HttpHeaders headers = {});
     QCoro::Task<> postPush(JsonValue::Object body);
+
+    // The document calls on api/store. `due` goes as the LocalDay of the device's zone.
+    QCoro::Task<> setDone(QString id, bool done);
+    QCoro::Task<> setFlagged(QString id, bool flagged);
+    // Returns the new item's id. A non-empty idempotency key lets the server apply a
+    // repeated add once.
+    QCoro::Task<QString> add(QString title, std::optional<QString> note, Section section,
+                             std::optional<QDateTime> due, std::optional<QString> source,
+                             Priority priority, QList<ItemLink> links, QString idempotencyKey = {});
+    QCoro::Task<> update(QString id, QString title, std::optional<QString> note,
+                         std::optional<QString> source, std::optional<QDateTime> due,
+                         Priority priority, QList<ItemLink> links);
+    QCoro::Task<> deleteItem(QString id);
+    QCoro::Task<> restore(QString id);
+    QCoro::Task<> updateSettings(bool hideDone);
 
     QCoro::Task<LoadResult> loadForSync();
     QCoro::Task<Document> load();
@@ -74,8 +88,7 @@ Q_SIGNALS:
 
 private:
     QCoro::Task<QByteArray> execute(QNetworkRequest request, QByteArray method, QByteArray body);
-    QCoro::Task<QByteArray> call(const QString& method, JsonValue::Array args,
-                                 const HttpHeaders& headers);
+    QCoro::Task<QByteArray> call(QString method, JsonValue::Array args, HttpHeaders headers);
     QNetworkRequest request(const QString& path) const;
 
     QUrl m_baseURL;
@@ -89,7 +102,9 @@ template <typename T>
 T decodeResult(const QByteArray& body, std::optional<qint64>* version = nullptr);
 
 template <typename T>
-QCoro::Task<T> APIClient::send(const QString& method, JsonValue::Array args, HttpHeaders headers) {
-    const QByteArray body = co_await call(method, std::move(args), headers);
+QCoro::Task<T> APIClient::send(QString method, JsonValue::Array args, HttpHeaders headers) {
+    // Called apart from the co_await: g++ 12 destroys temporaries inside one twice.
+    auto task = call(std::move(method), std::move(args), std::move(headers));
+    const QByteArray body = co_await std::move(task);
     co_return decodeResult<T>(body);
 }

@@ -1,14 +1,17 @@
 #include "Keychain.h"
 
 QCoro::Task<std::optional<QString>> Keychain::readToken() {
-    co_return co_await m_store.read(m_service, QString::fromLatin1(account));
+    auto task = m_store.read(m_service, QString::fromLatin1(account));
+    co_return co_await std::move(task);
 }
 
 QCoro::Task<bool> Keychain::store(QString token) {
     co_await deleteToken();
-    co_return co_await m_store.write(m_service, QString::fromLatin1(account), token);
+    auto task = m_store.write(m_service, QString::fromLatin1(account), token);
+    co_return co_await std::move(task);
 }
 
 QCoro::Task<> Keychain::deleteToken() {
-    co_await m_store.remove(m_service, QString::fromLatin1(account));
+    auto task = m_store.remove(m_service, QString::fromLatin1(account));
+    co_await std::move(task);
 }

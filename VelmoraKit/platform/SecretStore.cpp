@@ -49,7 +49,8 @@ QCoro::Task<std::optional<QString>> QtKeychainStore::read(QString service, QStri
     std::unique_ptr<QKeychain::ReadPasswordJob, DeleteLater> job(
         new QKeychain::ReadPasswordJob(service));
     job->setKey(account);
-    job = co_await run(std::move(job));
+    auto task = run(std::move(job));
+    job = co_await std::move(task);
     if (job->error() != QKeychain::NoError)
         co_return std::nullopt;
     co_return job->textData();
@@ -62,7 +63,8 @@ QCoro::Task<bool> QtKeychainStore::write(QString service, QString account, QStri
     job->setTextData(secret);
     // Never a plain-text file when no Secret Service is running.
     job->setInsecureFallback(false);
-    job = co_await run(std::move(job));
+    auto task = run(std::move(job));
+    job = co_await std::move(task);
     co_return job->error() == QKeychain::NoError;
 }
 
@@ -70,5 +72,6 @@ QCoro::Task<> QtKeychainStore::remove(QString service, QString account) {
     std::unique_ptr<QKeychain::DeletePasswordJob, DeleteLater> job(
         new QKeychain::DeletePasswordJob(service));
     job->setKey(account);
-    co_await run(std::move(job));
+    auto task = run(std::move(job));
+    co_await std::move(task);
 }

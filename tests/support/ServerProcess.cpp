@@ -1,5 +1,9 @@
 #include "ServerProcess.h"
 
+#include <sys/prctl.h>
+
+#include <csignal>
+
 #include "WireJson.h"
 
 #include <QDeadlineTimer>
@@ -88,6 +92,8 @@ void ServerProcess::start() {
 
     m_process = std::make_unique<QProcess>();
     m_process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    // A test that crashes must not leave its server running.
+    m_process->setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGTERM); });
     m_process->start(QStringLiteral(VELMORA_SERVER_PATH), args);
     if (!m_process->waitForStarted(startTimeoutMs))
         fail(QStringLiteral("velmora-server did not start: %1").arg(m_process->errorString()));

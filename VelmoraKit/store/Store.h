@@ -1,0 +1,187 @@
+#pragma once
+
+#include "APIClient.h"
+#include "Keychain.h"
+#include "OfflineSnapshot.h"
+#include "PendingOp.h"
+#include "Records.h"
+#include "Sync.h"
+
+#include <QCoroTask>
+#include <QDateTime>
+#include <QObject>
+#include <QPointer>
+#include <QTimer>
+
+#include <functional>
+#include <optional>
+
+// The one observable state object: every screen reads it and every change of the list goes
+// through it. Lives on the main thread; its properties notify only on a real change.
+class Store : public QObject {
+    Q_OBJECT
+    Q_PROPERTY(bool isLoading READ isLoading NOTIFY isLoadingChanged)
+    Q_PROPERTY(QString lastError READ lastError NOTIFY lastErrorChanged)
+    Q_PROPERTY(bool hasToken READ hasToken NOTIFY hasTokenChanged)
+    Q_PROPERTY(QDateTime lastRefresh READ lastRefresh NOTIFY lastRefreshChanged)
+    Q_PROPERTY(QString flash READ flash NOTIFY flashChanged)
+    Q_PROPERTY(QString limitMessage READ limitMessage NOTIFY limitMessageChanged)
+    Q_PROPERTY(bool isOffline READ isOffline NOTIFY isOfflineChanged)
+    Q_PROPERTY(int queuedEdits READ queuedEdits NOTIFY queuedEditsChanged)
+    Q_PROPERTY(bool hasPendingConflict READ hasPendingConflict NOTIFY pendingConflictChanged)
+    Q_PROPERTY(QDateTime lastSyncedAt READ lastSyncedAt NOTIFY lastSyncedAtChanged)
+    Q_PROPERTY(qint64 syncedVersion READ syncedVersion NOTIFY syncedVersionChanged)
+    Q_PROPERTY(QString selection READ selection WRITE setSelection NOTIFY selectionChanged)
+
+public:
+    // `client` is given with the token the keychain held at launch (or none). The snapshot
+    // is restored here, without any network traffic.
+    Store(APIClient* client, OfflineDisk disk, Keychain keychain, QObject* parent = nullptr);
+    ~Store() override;
+
+    // --- observable state ---
+    const Document& document() const { return m_document; }
+    bool isLoading() const { return m_isLoading; }
+    const QString& lastError() const { return m_lastError; }
+    bool hasToken() const { return m_hasToken; }
+    const QDateTime& lastRefresh() const { return m_lastRefresh; }
+    const QString& flash() const { return m_flash; }
+    const QString& limitMessage() const { return m_limitMessage; }
+    bool isOffline() const { return m_isOffline; }
+    int queuedEdits() const { return int(m_queue.size()); }
+    const std::optional<Sync::Conflict>& pendingConflict() const { return m_pendingConflict; }
+    bool hasPendingConflict() const { return m_pendingConflict.has_value(); }
+    const QDateTime& lastSyncedAt() const { return m_lastSyncedAt; }
+    qint64 syncedVersion() const { return m_syncedVersion; }
+    const QString& selection() const { return m_selection; }
+    void setSelection(const QString& id);
+    const QString& setAsideNotice() const { return m_setAsideNotice; }
+
+    // --- not observed by screens ---
+    APIClient& client() { return *m_client; }
+    const OfflineDisk& disk() const { return m_disk; }
+    const QList<PendingOp>& queue() const { return m_queue; }
+    const QHash<PendingOp, int>& strikes() const { return m_strikes; }
+    const std::optional<QByteArray>& syncedWire() const { return m_syncedWire; }
+
+    // --- lifecycle and refresh ---
+    QCoro::Task<bool> connect(QString rawText);
+    QCoro::Task<> disconnect();
+    QCoro::Task<> refresh(bool announceChanges);
+    QCoro::Task<> sync();
+    void startAutoRefresh(int seconds);
+    void stopAutoRefresh();
+    void startConnectivityMonitor();
+    // What the connectivity monitor reports, on the main thread.
+    void pathUpdated(bool satisfied);
+    void clearError();
+    void clearLimitMessage();
+    void adopt(const LoadResult& loaded);
+    // Refreshes, syncs and conflict answers run one at a time through here. The job is
+    // held by reference: callers keep it in a named variable and await the result (g++ 12
+    // mishandles temporaries that live across a co_await).
+    QCoro::Task<> exclusive(const std::function<QCoro::Task<>()>& job);
+
+    // --- edits ---
+    QCoro::Task<bool> add(QString title, std::optional<QString> note, std::optional<QString> source,
+                          Section section, std::optional<QDateTime> due, Priority priority,
+                          QList<ItemLink> links, QString localID);
+    QCoro::Task<bool> update(Item item, QString title, std::optional<QString> note,
+                             std::optional<QString> source, std::optional<QDateTime> due,
+                             Priority priority, QList<ItemLink> links);
+    QCoro::Task<> toggle(Item item);
+    QCoro::Task<> setFlagged(Item item, bool flagged);
+    QCoro::Task<> deleteItem(Item item);
+    QCoro::Task<> setHideDone(bool value);
+
+    // --- conflicts ---
+    QCoro::Task<> resolveConflictKeepingMine();
+    QCoro::Task<> resolveConflictKeepingOnline();
+    QString setAsideMessage(const PendingOp& op) const;
+
+    // --- the file ---
+    void persist();
+    std::optional<Document> rebuiltFromBaseline() const;
+
+    // --- notices ---
+    void announce(const QString& text);
+    void setFlashDuration(int ms) { m_flashDurationMs = ms; }
+
+    // Hooks into the proposal, sharing, briefing and usage features; no-ops until they land.
+    QCoro::Task<> refreshProposal();
+    void refreshShared();
+    QCoro::Task<> refreshLatestBriefing();
+    QCoro::Task<> refreshUsage();
+
+Q_SIGNALS:
+    void documentChanged();
+    void isLoadingChanged();
+    void lastErrorChanged();
+    void hasTokenChanged();
+    void lastRefreshChanged();
+    void flashChanged();
+    void limitMessageChanged();
+    void isOfflineChanged();
+    void queuedEditsChanged();
+    void pendingConflictChanged();
+    void lastSyncedAtChanged();
+    void syncedVersionChanged();
+    void selectionChanged();
+    // Internal: the exclusive job in flight has ended.
+    void inFlightFinished();
+
+private:
+    QCoro::Task<> runRefresh(bool announceChanges);
+    QCoro::Task<> runSync();
+    QCoro::Task<> replayQueue();
+    QCoro::Task<bool> perform(PendingOp op);
+    QCoro::Task<> execute(PendingOp op);
+    QCoro::Task<QString> sendAdd(PendingOps::Add add);
+    QCoro::Task<> rollBack();
+    void adoptServerID(const QString& serverID, const QString& localID);
+    void drop(const PendingOp& op);
+    void fail(const std::exception_ptr& error); // offline or lastError
+    void restore();
+    QCoro::Task<> autoRefreshTick();
+    void scheduleAutoRefresh();
+
+    void setDocument(Document document);
+    void setQueue(QList<PendingOp> queue);
+    void setLoading(bool value);
+    void setLastError(const QString& text);
+    void setHasToken(bool value);
+    void setLastRefresh(const QDateTime& at);
+    void setFlash(const QString& text);
+    void setLimitMessage(const QString& text);
+    void setOffline(bool value);
+    void setPendingConflict(std::optional<Sync::Conflict> conflict);
+    void setLastSyncedAt(const QDateTime& at);
+    void setSyncedVersion(qint64 version);
+
+    APIClient* m_client;
+    OfflineDisk m_disk;
+    Keychain m_keychain;
+
+    Document m_document;
+    bool m_isLoading = false;
+    QString m_lastError;
+    bool m_hasToken = false;
+    QDateTime m_lastRefresh;
+    QString m_flash;
+    QString m_limitMessage;
+    bool m_isOffline = false;
+    std::optional<Sync::Conflict> m_pendingConflict;
+    QDateTime m_lastSyncedAt;
+    std::optional<QByteArray> m_syncedWire;
+    qint64 m_syncedVersion = 0;
+    QList<PendingOp> m_queue;
+    QHash<PendingOp, int> m_strikes;
+    QString m_setAsideNotice;
+    QString m_selection;
+
+    bool m_inFlight = false;
+    QTimer m_autoRefresh;
+    bool m_monitorStarted = false;
+    QTimer m_flashTimer;
+    int m_flashDurationMs = 2600;
+};
