@@ -1,0 +1,276 @@
+#include "ListQueries.h"
+
+#include <QCollator>
+#include <QLocale>
+
+#include <algorithm>
+#include <limits>
+#include <vector>
+
+QString label(SortField field) {
+    switch (field) {
+    case SortField::due:
+        return QStringLiteral("Date");
+    case SortField::priority:
+        return QStringLiteral("Priority");
+    case SortField::title:
+        return QStringLiteral("Title");
+    case SortField::who:
+        return QStringLiteral("Who");
+    case SortField::added:
+        return QStringLiteral("Added");
+    }
+    return {};
+}
+
+namespace ListQueries {
+
+namespace {
+
+// Today as a day in the system zone, read at each query: a change of zone moves "today" at
+// the next call. Dues are local midnights, so their own day needs no conversion.
+QDate dayOf(const QDateTime& instant) {
+    return instant.toLocalTime().date();
+}
+
+bool isTodayOn(const Item& item, const QDate& today) {
+    return item.due && dayOf(*item.due) <= today;
+}
+
+bool isOverdueOn(const Item& item, const QDate& today) {
+    return !item.isDone() && item.due && dayOf(*item.due) < today;
+}
+
+// What the orderings read, taken once per item rather than once per comparison.
+struct SortKey {
+    const Item* item;
+    bool done;
+    int rank;
+    qint64 due;       // a missing due is the far future
+    qint64 created;   //
+    qint64 completed; // a missing completion is the distant past
+};
+
+SortKey keyOf(const Item& item) {
+    return {&item,
+            item.isDone(),
+            item.priorityRank(),
+            item.due ? item.due->toMSecsSinceEpoch() : std::numeric_limits<qint64>::max(),
+            item.createdAt.toMSecsSinceEpoch(),
+            item.completedAt ? item.completedAt->toMSecsSinceEpoch()
+                             : std::numeric_limits<qint64>::min()};
+}
+
+// The flat sort; the descending direction calls it with the arguments swapped, which
+// reverses its tie-breaks as well.
+bool flatBefore(const SortKey& a, const SortKey& b, SortField field, const QCollator& collator) {
+    switch (field) {
+    case SortField::due:
+        if (a.due == b.due)
+            return a.rank < b.rank;
+        return a.due < b.due;
+    case SortField::priority:
+        if (a.rank != b.rank)
+            return a.rank < b.rank;
+        return a.due < b.due;
+    case SortField::title:
+        return collator.compare(a.item->title, b.item->title) < 0;
+    case SortField::who:
+        return collator.compare(a.item->source.value_or(QString()),
+                                b.item->source.value_or(QString())) < 0;
+    case SortField::added:
+        return a.created < b.created;
+    }
+    return false;
+}
+
+// The grouped view's order within a section; only reached for two items of one done state.
+bool sectionBefore(const SortKey& a, const SortKey& b) {
+    if (a.done)
+        return a.completed > b.completed;
+    if (a.due == b.due) {
+        if (a.rank != b.rank)
+            return a.rank < b.rank;
+        return a.created > b.created;
+    }
+    return a.due < b.due;
+}
+
+bool isBlank(QChar c) {
+    return c == QLatin1Char(' ') || c == QLatin1Char('\t');
+}
+
+bool contains(const std::optional<QString>& field, const QString& term) {
+    return field && field->toLower().contains(term);
+}
+
+} // namespace
+
+QString searchTerm(const QString& search) {
+    qsizetype begin = 0;
+    qsizetype end = search.size();
+    while (begin < end && isBlank(search.at(begin)))
+        ++begin;
+    while (end > begin && isBlank(search.at(end - 1)))
+        --end;
+    return search.mid(begin, end - begin).toLower();
+}
+
+bool isFiltered(const ViewSettings& view) {
+    return view.sectionFilter || view.channelFilter || view.priorityFilter || view.flaggedFilter ||
+           !searchTerm(view.search).isEmpty();
+}
+
+bool isViewCustomised(const ViewSettings& view) {
+    return isFiltered(view) || !view.showAll || view.sortField != SortField::due ||
+           !view.sortAscending;
+}
+
+bool isGrouped(const ViewSettings& view) {
+    return !isViewCustomised(view);
+}
+
+QList<Item> todayItems(const Document& document, const QDateTime& now) {
+    const QDate today = dayOf(now);
+    QList<Item> out;
+    for (const auto& item : document.items)
+        if (isTodayOn(item, today))
+            out.push_back(item);
+    return out;
+}
+
+QList<Item> candidates(const Document& document, const ViewSettings& view, const QDateTime& now,
+                       bool applyingSection) {
+    const QDate today = dayOf(now);
+    const QString term = searchTerm(view.search);
+    QList<Item> out;
+    out.reserve(document.items.size());
+    for (const auto& item : document.items) {
+        if (!view.showAll && !isTodayOn(item, today))
+            continue;
+        if (document.settings.hideDone && item.isDone())
+            continue;
+        if (applyingSection && view.sectionFilter && item.section != *view.sectionFilter)
+            continue;
+        if (view.channelFilter && item.channel != *view.channelFilter)
+            continue;
+        if (view.priorityFilter && item.priority != *view.priorityFilter)
+            continue;
+        if (view.flaggedFilter && !item.flagged)
+            continue;
+        // Title, then who, then note; links are never searched.
+        if (!term.isEmpty() && !item.title.toLower().contains(term) &&
+            !contains(item.source, term) && !contains(item.note, term))
+            continue;
+        out.push_back(item);
+    }
+    return out;
+}
+
+QList<Item> visibleItems(const Document& document, const ViewSettings& view, const QDateTime& now) {
+    const QList<Item> items = candidates(document, view, now, true);
+    const bool grouped = isGrouped(view);
+
+    std::vector<SortKey> keys;
+    keys.reserve(std::size_t(items.size()));
+    for (const auto& item : items)
+        keys.push_back(keyOf(item));
+
+    // Locale-aware, case-insensitive, digits as numbers: "Item 2" before "Item 10".
+    QCollator collator{QLocale()};
+    collator.setNumericMode(true);
+    collator.setCaseSensitivity(Qt::CaseInsensitive);
+
+    const SortField field = view.sortField;
+    const bool ascending = view.sortAscending;
+    // Stable, so items the ordering calls equal keep document order.
+    std::stable_sort(keys.begin(), keys.end(), [&](const SortKey& a, const SortKey& b) {
+        // Done items sink to the bottom in every sort and direction.
+        if (a.done != b.done)
+            return !a.done;
+        if (grouped)
+            return sectionBefore(a, b);
+        return ascending ? flatBefore(a, b, field, collator) : flatBefore(b, a, field, collator);
+    });
+
+    QList<Item> out;
+    out.reserve(items.size());
+    for (const auto& key : keys)
+        out.push_back(*key.item);
+    return out;
+}
+
+QMap<Section, int> sectionCounts(const Document& document, const ViewSettings& view,
+                                 const QDateTime& now) {
+    QMap<Section, int> counts;
+    for (const auto& item : candidates(document, view, now, false))
+        if (!item.isDone())
+            ++counts[item.section];
+    return counts;
+}
+
+int dueCount(const Document& document, const QDateTime& now) {
+    const QDate today = dayOf(now);
+    return int(std::count_if(document.items.cbegin(), document.items.cend(),
+                             [&](const Item& i) { return !i.isDone() && isTodayOn(i, today); }));
+}
+
+int overdueCount(const Document& document, const QDateTime& now) {
+    const QDate today = dayOf(now);
+    return int(std::count_if(document.items.cbegin(), document.items.cend(),
+                             [&](const Item& i) { return isOverdueOn(i, today); }));
+}
+
+int badgeCount(bool proposalHasDeltas, int sharedWaiting, bool briefingUnread) {
+    // Suggestions and shared tasks are one kind of waiting thing between them.
+    const int waiting = proposalHasDeltas || sharedWaiting > 0 ? 1 : 0;
+    return waiting + (briefingUnread ? 1 : 0);
+}
+
+std::optional<Item> item(const Document& document, const QString& id) {
+    if (id.isEmpty())
+        return std::nullopt;
+    for (const auto& item : document.items)
+        if (item.id == id)
+            return item;
+    return std::nullopt;
+}
+
+} // namespace ListQueries
+
+// --- ViewState ---
+
+ViewState::ViewState(QObject* parent)
+    : QObject(parent) {}
+
+#define VELMORA_VIEW_SETTER(name, field, type, signal)                                             \
+    void ViewState::name(type value) {                                                             \
+        if (m_view.field == value)                                                                 \
+            return;                                                                                \
+        m_view.field = value;                                                                      \
+        Q_EMIT signal();                                                                           \
+        Q_EMIT changed();                                                                          \
+    }
+VELMORA_VIEW_SETTER(setSearch, search, const QString&, searchChanged)
+VELMORA_VIEW_SETTER(setSortField, sortField, SortField, sortFieldChanged)
+VELMORA_VIEW_SETTER(setSortAscending, sortAscending, bool, sortAscendingChanged)
+VELMORA_VIEW_SETTER(setShowAll, showAll, bool, showAllChanged)
+VELMORA_VIEW_SETTER(setSectionFilter, sectionFilter, std::optional<Section>, sectionFilterChanged)
+VELMORA_VIEW_SETTER(setChannelFilter, channelFilter, std::optional<Channel>, channelFilterChanged)
+VELMORA_VIEW_SETTER(setPriorityFilter, priorityFilter, std::optional<Priority>,
+                    priorityFilterChanged)
+VELMORA_VIEW_SETTER(setFlaggedFilter, flaggedFilter, bool, flaggedFilterChanged)
+#undef VELMORA_VIEW_SETTER
+
+void ViewState::setSortFieldText(const QString& text) {
+    if (const auto field = Wire::parse<SortField>(text))
+        setSortField(*field);
+}
+
+void ViewState::clearFilters() {
+    setSectionFilter(std::nullopt);
+    setChannelFilter(std::nullopt);
+    setPriorityFilter(std::nullopt);
+    setFlaggedFilter(false);
+    setSearch(QString());
+}
