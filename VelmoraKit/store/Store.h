@@ -2,6 +2,7 @@
 
 #include "APIClient.h"
 #include "Keychain.h"
+#include "ListQueries.h"
 #include "OfflineSnapshot.h"
 #include "PendingOp.h"
 #include "Records.h"
@@ -32,6 +33,8 @@ class Store : public QObject {
     Q_PROPERTY(QDateTime lastSyncedAt READ lastSyncedAt NOTIFY lastSyncedAtChanged)
     Q_PROPERTY(qint64 syncedVersion READ syncedVersion NOTIFY syncedVersionChanged)
     Q_PROPERTY(QString selection READ selection WRITE setSelection NOTIFY selectionChanged)
+    Q_PROPERTY(ViewState* view READ view CONSTANT)
+    Q_PROPERTY(bool canUndoDelete READ canUndoDelete NOTIFY isOfflineChanged)
 
 public:
     // `client` is given with the token the keychain held at launch (or none). The snapshot
@@ -106,6 +109,28 @@ public:
     // --- notices ---
     void announce(const QString& text);
     void setFlashDuration(int ms) { m_flashDurationMs = ms; }
+
+    // --- list queries (StoreQueries.cpp): recomputed from the document at each call ---
+    // The search, sort and filters; each of its fields notifies on its own.
+    ViewState* view() const { return &m_view; }
+    QList<Item> todayItems(const QDateTime& now) const;
+    QList<Item> visibleItems(const QDateTime& now) const;
+    QMap<Section, int> sectionCounts(const QDateTime& now) const;
+    int dueCount(const QDateTime& now) const;
+    int overdueCount(const QDateTime& now) const;
+    bool isFiltered() const { return m_view.isFiltered(); }
+    bool isViewCustomised() const { return m_view.isViewCustomised(); }
+    bool isGrouped() const { return m_view.isGrouped(); }
+    void clearFilters() { m_view.clearFilters(); }
+    std::optional<Item> item(const QString& id) const;
+
+    // --- undo and hand-over of notices (StoreQueries.cpp) ---
+    // A queued delete has nothing on the server to restore yet.
+    bool canUndoDelete() const { return !m_isOffline; }
+    QCoro::Task<> undoDelete(QString id);
+    // The window copies a cap refusal and resets it here at once, so that the same refusal
+    // can show again.
+    QString takeLimitMessage();
 
     // Hooks into the proposal, sharing, briefing and usage features; no-ops until they land.
     QCoro::Task<> refreshProposal();
@@ -184,4 +209,6 @@ private:
     bool m_monitorStarted = false;
     QTimer m_flashTimer;
     int m_flashDurationMs = 2600;
+
+    mutable ViewState m_view{this};
 };
