@@ -6,6 +6,8 @@
 #include <QSaveFile>
 #include <QStandardPaths>
 
+#include <cerrno>
+
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -22,6 +24,11 @@ std::optional<qint64> integer(const JsonValue* value) {
     if (value->isNumber() && std::trunc(value->toDouble()) == value->toDouble())
         return qint64(value->toDouble());
     return std::nullopt;
+}
+
+// A file system that cannot sync (EINVAL) is no reason to give up the save.
+bool syncData(int fd) {
+    return ::fdatasync(fd) == 0 || errno == EINVAL;
 }
 
 void syncDirectory(const QString& path) {
@@ -124,7 +131,10 @@ void OfflineDisk::save(const OfflineSnapshot& snapshot) const {
     QSaveFile file(m_file);
     if (!file.open(QIODevice::WriteOnly))
         return;
-    if (file.write(bytes) != bytes.size()) {
+    // QSaveFile buffers a small write and, at commit, ignores both a failed flush and a
+    // failed sync: a full disk would put an empty file in place of the old one. Check both
+    // here, while the old file still stands.
+    if (file.write(bytes) != bytes.size() || !file.flush() || !syncData(file.handle())) {
         file.cancelWriting();
         return;
     }
