@@ -84,7 +84,8 @@ QCoro::Task<QByteArray> APIClient::execute(QNetworkRequest request, QByteArray m
     co_await reply.get();
 
     const QVariant statusAttribute = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
-    const QByteArray data = reply->readAll();
+    // A reply cut off by the time-out is closed already: nothing to read.
+    const QByteArray data = reply->isOpen() ? reply->readAll() : QByteArray();
     if (!statusAttribute.isValid()) {
         // No HTTP reply at all: a transport failure passes through with Qt's own code.
         // The client never aborts a reply itself, so a cancelled one ran out of time.

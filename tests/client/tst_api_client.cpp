@@ -3,6 +3,7 @@
 #include "LoopbackServer.h"
 #include "WireJson.h"
 
+#include <QRegularExpression>
 #include <QStandardPaths>
 #include <QTcpServer>
 #include <QtTest>
@@ -40,6 +41,8 @@ class TestAPIClient : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
+    // Any warning (a read of a closed reply, say) is a fault.
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
     void initTestCase() { QStandardPaths::setTestModeEnabled(true); }
 
     void replyCheck_data() {

@@ -6,6 +6,7 @@
 #include "Store.h"
 #include "WireFormats.h"
 
+#include <QRegularExpression>
 #include <QSignalSpy>
 #include <QStandardPaths>
 #include <QTemporaryDir>
@@ -91,6 +92,8 @@ class TestStoreSync : public QObject {
     QString nextUser() { return QStringLiteral("user%1").arg(++users); }
 
 private Q_SLOTS:
+    // Any warning (a read of a closed reply, say) is a fault.
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
     void initTestCase() {
         QStandardPaths::setTestModeEnabled(true);
         server = std::make_unique<ServerProcess>();

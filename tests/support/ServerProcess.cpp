@@ -82,11 +82,9 @@ void ServerProcess::start() {
     QStringList args{QStringLiteral("--db"),
                      m_options.databasePath.isEmpty() ? QStringLiteral(":memory:")
                                                       : m_options.databasePath,
-                     QStringLiteral("serve"),
-                     QStringLiteral("--port"),
-                     QStringLiteral("0"),
-                     QStringLiteral("--admin-file"),
-                     adminFile};
+                     QStringLiteral("serve"), QStringLiteral("--port"),
+                     // A restart comes back on the same address, as a real server would.
+                     QString::number(m_port), QStringLiteral("--admin-file"), adminFile};
     if (m_options.demo)
         args << QStringLiteral("--demo") << QStringLiteral("--token-file") << tokenFile;
 

@@ -41,7 +41,7 @@ public:
     ServerProcess(const ServerProcess&) = delete;
     ServerProcess& operator=(const ServerProcess&) = delete;
 
-    // Starts (again, after stop()) and waits until the server listens.
+    // Starts (again, after stop(), on the same port) and waits until the server listens.
     void start();
     // SIGTERM, then waits for a clean exit; kills it after a bound. Returns the exit code
     // (-1 when it had to be killed or was not running).
