@@ -145,6 +145,35 @@ private Q_SLOTS:
         QCOMPARE(ids(ListQueries::visibleItems(sortDocument(), view, now)), expected);
     }
 
+    void longTiesKeepDocumentOrder_data() {
+        QTest::addColumn<SortField>("field");
+        QTest::addColumn<bool>("ascending");
+        QTest::newRow("date") << SortField::due << true;
+        QTest::newRow("date descending") << SortField::due << false;
+        QTest::newRow("title") << SortField::title << true;
+        QTest::newRow("who descending") << SortField::who << false;
+    }
+    void longTiesKeepDocumentOrder() {
+        QFETCH(SortField, field);
+        QFETCH(bool, ascending);
+        // Long enough that an unstable sort reorders equal items.
+        Document doc;
+        QStringList expected;
+        for (int i = 0; i < 200; ++i) {
+            const QString id = QString::number(i);
+            doc.items.push_back(make(id, i % 2 ? "same" : "SAME", 3, Priority::low, i % 7, "x"));
+            expected << id;
+        }
+        ViewSettings view;
+        view.sortField = field;
+        view.sortAscending = ascending;
+        view.search = QStringLiteral("same");
+        QStringList order;
+        for (const auto& item : ListQueries::visibleItems(doc, view, now))
+            order << item.id;
+        QCOMPARE(order, expected);
+    }
+
     void groupedOrder() {
         // Within a section: open by date, ties by priority and then newest first; done ones
         // by latest completion.
