@@ -71,6 +71,15 @@ struct Fixture {
     // Makes the next calls time out, as an unreachable server would.
     void goOffline() { server.delayNext({}, 2500, 1000); }
     void comeBack() { server.clearFaults(); }
+    // The next `count` version checks wait `ms` first.
+    void slowVersion(int ms, int count = 1) {
+        ServerProcess::Fault fault;
+        fault.method = QStringLiteral("GET");
+        fault.path = QStringLiteral("/api/store/version");
+        fault.delayMs = ms;
+        fault.count = count;
+        server.inject(fault);
+    }
     // A change from another device.
     void otherDeviceAdds(const QString& title) {
         auto stored = server.document(user).document;
@@ -335,6 +344,66 @@ private Q_SLOTS:
                 QCOMPARE(item.flagged, std::optional(true));
     }
 
+    void refreshesTakeTurns() {
+        Fixture f(*server, nextUser());
+        await(f.store->refresh(false));
+        f.slowVersion(300, 2);
+        QElapsedTimer timer;
+        timer.start();
+        auto first = f.store->refresh(false);
+        auto second = f.store->refresh(false);
+        await(std::move(first));
+        await(std::move(second));
+        // The second waited for the first instead of running beside it.
+        QVERIFY2(timer.elapsed() >= 600, qPrintable(QString::number(timer.elapsed())));
+        QVERIFY(!f.store->isLoading());
+    }
+
+    void editQueuedDuringVersionCheckTurnsRefreshIntoSync() {
+        Fixture f(*server, nextUser());
+        await(f.store->refresh(false));
+        f.otherDeviceAdds(QStringLiteral("Theirs"));
+        f.slowVersion(400);
+        auto refresh = f.store->refresh(false);
+        f.store->pathUpdated(false); // the edit made meanwhile only queues
+        QVERIFY(f.add(QStringLiteral("Mine")));
+        await(std::move(refresh));
+        // Both sides moved: not overwritten, the user is asked.
+        QVERIFY(f.store->pendingConflict());
+        QCOMPARE(f.titles(), QStringList{QStringLiteral("Mine")});
+        QCOMPARE(f.store->queuedEdits(), 1);
+    }
+
+    void pathUpdatesWithoutTokenChangeNothing() {
+        QTemporaryDir dir;
+        MemorySecretStore secrets;
+        Store store(new APIClient(server->baseURL()), OfflineDisk(dir.path()),
+                    Keychain(secrets, QStringLiteral("svc")));
+        store.pathUpdated(false);
+        QVERIFY(!store.isOffline());
+        await(store.refresh(false)); // no token: no request, no error
+        QVERIFY(store.lastError().isEmpty());
+    }
+
+    void strikesSurviveRelaunch() {
+        Fixture f(*server, nextUser());
+        await(f.store->refresh(false));
+        QVERIFY(f.add(QStringLiteral("Flaky")));
+        f.store->pathUpdated(false);
+        await(f.store->toggle(f.item(QStringLiteral("Flaky"))));
+        f.server.failNext(QStringLiteral("setItemStatus"), 500, "down");
+        await(f.store->sync());
+        QCOMPARE(f.store->strikes().size(), 1);
+
+        f.launch(f.token);
+        QCOMPARE(f.store->queuedEdits(), 1);
+        QCOMPARE(f.store->strikes().value(f.store->queue().front()), 1);
+        await(f.store->sync());
+        QCOMPARE(f.store->queuedEdits(), 0);
+        QVERIFY(f.item(QStringLiteral("Flaky")).isDone());
+        QVERIFY(!f.store->disk().load()->strikes.size());
+    }
+
     void undecodableFileGivesAnEmptyStart() {
         QTemporaryDir dir;
         QFile file(dir.filePath(QString::fromLatin1(OfflineDisk::fileName)));
@@ -347,6 +416,11 @@ private Q_SLOTS:
         QCOMPARE(store.document(), Document());
         QVERIFY(!store.syncedWire());
         QVERIFY(QFile::exists(file.fileName()));
+
+        // The next persist with a baseline replaces it.
+        store.client().setToken(server->createUser(QStringLiteral("replacing")));
+        await(store.connect(store.client().token()));
+        QVERIFY(store.disk().load());
     }
 };
 
