@@ -3,6 +3,7 @@
 // offline badge's words.
 
 #include "Await.h"
+#include "DeleteUndo.h"
 #include "OfflineBadge.h"
 #include "ServerProcess.h"
 #include "Store.h"
@@ -191,13 +192,15 @@ private Q_SLOTS:
     void undoDeleteRestoresOnline() {
         auto fixture = connected();
         StoreFixture& f = *fixture;
+        UndoCenter center(5s);
         QVERIFY(f.add(QStringLiteral("Keep me")));
         const Item item = *f.find(QStringLiteral("Keep me"));
-        await(f.store->deleteItem(item));
+        await(DeleteUndo::remove(f.store.get(), &center, item));
         QVERIFY(!f.find(QStringLiteral("Keep me")));
-        QVERIFY(f.store->canUndoDelete());
+        QCOMPARE(center.message(), QStringLiteral("Deleted \u201CKeep me\u201D"));
 
-        await(f.store->undoDelete(item.id));
+        await(DeleteUndo::undo(f.store.get(), &center));
+        QVERIFY(!center.hasOffer());
         QCOMPARE(f.store->item(item.id)->title, QStringLiteral("Keep me"));
         QVERIFY(f.store->lastError().isEmpty());
     }
@@ -205,20 +208,28 @@ private Q_SLOTS:
     void undoDeleteOfflineDoesNothing() {
         auto fixture = connected();
         StoreFixture& f = *fixture;
+        UndoCenter center(5s);
         QVERIFY(f.add(QStringLiteral("Gone")));
+        QVERIFY(f.add(QStringLiteral("Queued")));
         const Item item = *f.find(QStringLiteral("Gone"));
-        await(f.store->deleteItem(item));
+        await(DeleteUndo::remove(f.store.get(), &center, item));
+        QVERIFY(center.isDeletion());
 
-        QSignalSpy offline(f.store.get(), &Store::isOfflineChanged);
+        // The connection goes while the toast stands: Undo clears it and sends nothing.
         f.store->pathUpdated(false);
         QVERIFY(!f.store->canUndoDelete());
-        QCOMPARE(offline.count(), 1);
         // A fault that a restore would use up shows whether any request went out.
         server->failNext(QStringLiteral("restore"), 500);
-        await(f.store->undoDelete(item.id));
+        await(DeleteUndo::undo(f.store.get(), &center));
         QCOMPARE(server->pendingFaults(), 1);
+        QVERIFY(!center.hasOffer());
         QVERIFY(!f.find(QStringLiteral("Gone")));
         QVERIFY(f.store->lastError().isEmpty());
+
+        // A delete made offline offers no undo at all.
+        await(DeleteUndo::remove(f.store.get(), &center, *f.find(QStringLiteral("Queued"))));
+        QVERIFY(!f.find(QStringLiteral("Queued")));
+        QVERIFY(!center.hasOffer());
     }
 
     void undoDeleteFailures() {
