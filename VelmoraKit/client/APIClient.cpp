@@ -271,3 +271,10 @@ QCoro::Task<qint64> APIClient::version() {
         throw APIError::decoding(error.message());
     }
 }
+
+QCoro::Task<std::optional<Proposal>> APIClient::loadProposal() {
+    // Read by hand: a strict decoder would drop the kinds of delta this client doesn't know.
+    auto task = post(QStringLiteral("loadProposal"), {}, {});
+    const QByteArray body = co_await std::move(task);
+    co_return ProposalFormat::readReply(body);
+}

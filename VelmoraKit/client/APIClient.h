@@ -1,6 +1,7 @@
 #pragma once
 
 #include "APIError.h"
+#include "Proposal.h"
 #include "Json.h"
 #include "Records.h"
 #include "Wire.h"
@@ -82,6 +83,9 @@ public:
     QCoro::Task<LoadResult> loadForSync();
     QCoro::Task<Document> load();
     QCoro::Task<qint64> version();
+
+    // The pending proposal, null when there is none.
+    QCoro::Task<std::optional<Proposal>> loadProposal();
 
 Q_SIGNALS:
     void tokenChanged();
