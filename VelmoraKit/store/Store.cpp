@@ -269,14 +269,8 @@ QCoro::Task<> Store::exclusive(const std::function<QCoro::Task<>()>& job) {
 QCoro::Task<> Store::refresh(bool announceChanges) {
     if (!m_hasToken)
         co_return;
-    QPointer<Store> self(this);
-    const std::function<QCoro::Task<>()> job = [self, announceChanges]() -> QCoro::Task<> {
-        if (self) {
-            auto task = self->runRefresh(announceChanges);
-            co_await std::move(task);
-        }
-    };
-    auto task = exclusive(job);
+    auto task =
+        runExclusive([announceChanges](Store& store) { return store.runRefresh(announceChanges); });
     co_await std::move(task);
 }
 
@@ -343,13 +337,7 @@ void Store::startAutoRefresh(int seconds) {
 QCoro::Task<> Store::autoRefreshTick() {
     QPointer<Store> self(this);
     if (m_hasToken) {
-        const std::function<QCoro::Task<>()> job = [self]() -> QCoro::Task<> {
-            if (self) {
-                auto task = self->runRefresh(true);
-                co_await std::move(task);
-            }
-        };
-        auto task = exclusive(job);
+        auto task = runExclusive([](Store& store) { return store.runRefresh(true); });
         co_await std::move(task);
     }
     // The next tick is armed only after this refresh has ended.
@@ -555,13 +543,7 @@ QCoro::Task<> Store::rollBack() {
     }
     if (m_hasToken) {
         QPointer<Store> self(this);
-        const std::function<QCoro::Task<>()> job = [self]() -> QCoro::Task<> {
-            if (self) {
-                auto task = self->runRefresh(false);
-                co_await std::move(task);
-            }
-        };
-        auto task = exclusive(job);
+        auto task = runExclusive([](Store& store) { return store.runRefresh(false); });
         co_await std::move(task);
     }
 }
@@ -615,12 +597,7 @@ QCoro::Task<> Store::setHideDone(bool value) {
 QCoro::Task<> Store::sync() {
     if (!m_hasToken)
         co_return;
-    QPointer<Store> self(this);
-    const std::function<QCoro::Task<>()> job = [self]() -> QCoro::Task<> {
-        if (self)
-            co_await self->runSync();
-    };
-    auto task = exclusive(job);
+    auto task = runExclusive([](Store& store) { return store.runSync(); });
     co_await std::move(task);
 }
 
@@ -648,10 +625,7 @@ QCoro::Task<> Store::runSync() {
             if (!self)
                 co_return;
             adopt(loaded);
-            if (!m_setAsideNotice.isNull()) {
-                setLastError(m_setAsideNotice);
-                m_setAsideNotice.clear();
-            }
+            publishSetAsideNotice();
             if (wasOffline)
                 announce(QStringLiteral("Synced"));
             co_await refreshProposal();
@@ -762,55 +736,72 @@ QCoro::Task<> Store::resolveConflictKeepingMine() {
     if (!m_pendingConflict)
         co_return;
     setPendingConflict(std::nullopt);
+    auto task = runExclusive([](Store& store) { return store.runKeepingMine(); });
+    co_await std::move(task);
+}
+
+QCoro::Task<> Store::runKeepingMine() {
     QPointer<Store> self(this);
-    const std::function<QCoro::Task<>()> job = [self]() -> QCoro::Task<> {
+    try {
+        co_await replayQueue();
         if (!self)
             co_return;
-        try {
-            co_await self->replayQueue();
-            if (!self)
-                co_return;
-            const LoadResult loaded = co_await self->m_client->loadForSync();
-            if (!self)
-                co_return;
-            self->adopt(loaded);
-            if (!self->m_setAsideNotice.isNull()) {
-                self->setLastError(self->m_setAsideNotice);
-                self->m_setAsideNotice.clear();
-            }
-            self->announce(QStringLiteral("Synced \u2014 your changes kept"));
-        } catch (...) {
-            const auto error = std::current_exception();
-            if (self)
-                self->fail(error);
-        }
-    };
-    auto task = exclusive(job);
-    co_await std::move(task);
+        const LoadResult loaded = co_await m_client->loadForSync();
+        if (!self)
+            co_return;
+        adopt(loaded);
+        publishSetAsideNotice();
+        announce(QStringLiteral("Synced \u2014 your changes kept"));
+    } catch (...) {
+        const auto error = std::current_exception();
+        if (self)
+            fail(error);
+    }
 }
 
 QCoro::Task<> Store::resolveConflictKeepingOnline() {
     if (!m_pendingConflict)
         co_return;
     setPendingConflict(std::nullopt);
+    auto task = runExclusive([](Store& store) { return store.runKeepingOnline(); });
+    co_await std::move(task);
+}
+
+QCoro::Task<> Store::runKeepingOnline() {
     QPointer<Store> self(this);
-    const std::function<QCoro::Task<>()> job = [self]() -> QCoro::Task<> {
+    // Final: the queued edits are not restored, whatever the load does.
+    setQueue({});
+    persist();
+    try {
+        const LoadResult loaded = co_await m_client->loadForSync();
         if (!self)
             co_return;
-        self->setQueue({});
-        self->persist();
-        try {
-            const LoadResult loaded = co_await self->m_client->loadForSync();
-            if (!self)
-                co_return;
-            self->adopt(loaded);
-            self->announce(QStringLiteral("Synced \u2014 online version kept"));
-        } catch (...) {
-            const auto error = std::current_exception();
-            if (self)
-                self->fail(error);
+        adopt(loaded);
+        announce(QStringLiteral("Synced \u2014 online version kept"));
+    } catch (...) {
+        const auto error = std::current_exception();
+        if (self)
+            fail(error);
+    }
+}
+
+QCoro::Task<> Store::runExclusive(std::function<QCoro::Task<>(Store&)> work) {
+    // The job holds the Store weakly: it does nothing once the Store is gone.
+    QPointer<Store> self(this);
+    const std::function<QCoro::Task<>()> job = [self, work = std::move(work)]() -> QCoro::Task<> {
+        if (self) {
+            auto task = work(*self);
+            co_await std::move(task);
         }
     };
     auto task = exclusive(job);
     co_await std::move(task);
+}
+
+void Store::publishSetAsideNotice() {
+    // Only now: adopt() clears lastError, so the notice waits until after the load.
+    if (m_setAsideNotice.isNull())
+        return;
+    setLastError(m_setAsideNotice);
+    m_setAsideNotice = QString();
 }

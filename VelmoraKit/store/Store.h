@@ -158,6 +158,11 @@ Q_SIGNALS:
 private:
     QCoro::Task<> runRefresh(bool announceChanges);
     QCoro::Task<> runSync();
+    QCoro::Task<> runKeepingMine();
+    QCoro::Task<> runKeepingOnline();
+    // exclusive() for a piece of work on this Store, which the job holds weakly.
+    QCoro::Task<> runExclusive(std::function<QCoro::Task<>(Store&)> work);
+    void publishSetAsideNotice();
     QCoro::Task<> replayQueue();
     QCoro::Task<bool> perform(PendingOp op);
     QCoro::Task<> execute(PendingOp op);
