@@ -278,3 +278,26 @@ QCoro::Task<std::optional<Proposal>> APIClient::loadProposal() {
     const QByteArray body = co_await std::move(task);
     co_return ProposalFormat::readReply(body);
 }
+
+QCoro::Task<> APIClient::resolveProposal(QString createdAt, QList<int> accepted,
+                                         QList<int> rejected, QMap<QString, QString> titleEdits) {
+    const auto indices = [](const QList<int>& list) {
+        JsonValue::Array array;
+        for (const int index : list)
+            array.push_back(index);
+        return array;
+    };
+    JsonValue body;
+    body.set(QStringLiteral("created_at"), createdAt);
+    body.set(QStringLiteral("accepted"), indices(accepted));
+    body.set(QStringLiteral("rejected"), indices(rejected));
+    if (!titleEdits.isEmpty()) {
+        JsonValue edits;
+        for (auto it = titleEdits.cbegin(); it != titleEdits.cend(); ++it)
+            edits.set(it.key(), it.value());
+        body.set(QStringLiteral("title_edits"), std::move(edits));
+    }
+    JsonValue::Array args{std::move(body)};
+    auto task = sendIgnoringResult(QStringLiteral("resolveProposal"), std::move(args));
+    co_await std::move(task);
+}

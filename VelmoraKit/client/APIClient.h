@@ -1,12 +1,13 @@
 #pragma once
 
 #include "APIError.h"
-#include "Proposal.h"
 #include "Json.h"
+#include "Proposal.h"
 #include "Records.h"
 #include "Wire.h"
 
 #include <QCoroTask>
+#include <QMap>
 #include <QNetworkAccessManager>
 #include <QNetworkRequest>
 #include <QObject>
@@ -86,6 +87,10 @@ public:
 
     // The pending proposal, null when there is none.
     QCoro::Task<std::optional<Proposal>> loadProposal();
+    // Answers the proposal created at `createdAt` (the server's text as it came) by the
+    // positions of its deltas; `titleEdits` maps a position in decimal to a title.
+    QCoro::Task<> resolveProposal(QString createdAt, QList<int> accepted, QList<int> rejected,
+                                  QMap<QString, QString> titleEdits);
 
 Q_SIGNALS:
     void tokenChanged();
