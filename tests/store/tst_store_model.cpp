@@ -65,7 +65,7 @@ public:
     void set(Outage outage, APIClient& client) {
         m_outage = outage;
         qDeleteAll(std::exchange(m_held, {}));
-        client.setTimeoutMs(outage == Outage::silent ? 300 : 10'000);
+        client.setTimeoutMs(outage == Outage::silent ? 200 : 10'000);
         switch (outage) {
         case Outage::none:
             m_session.setProxy(QNetworkProxy(QNetworkProxy::NoProxy));
@@ -93,6 +93,22 @@ private:
     quint16 m_refusedPort = 0;
     Outage m_outage = Outage::none;
 };
+
+// The Store syncs its file at every save; on tmpfs that costs nothing, and what is checked
+// here is the file's content, not its durability.
+QString fileFolder() {
+    const QString shm = QStringLiteral("/dev/shm");
+    const QString base = QFileInfo(shm).isWritable() ? shm : QDir::tempPath();
+    return base + QStringLiteral("/velmora-model-XXXXXX");
+}
+
+QMap<QString, int>& coverage() {
+    static QMap<QString, int> counts;
+    return counts;
+}
+void reached(const char* what) {
+    ++coverage()[QLatin1String(what)];
+}
 
 // --- the model ---------------------------------------------------------------------------
 
@@ -178,8 +194,10 @@ struct Model {
     // The server handling one write.
     Reply serverApply(const ModelOp& op) {
         if (op.kind == Kind::add) {
-            if (addedKeys.contains(op.key))
-                return Reply::unchanged; // the idempotency key answers with the first reply
+            if (addedKeys.contains(op.key)) {
+                reached("repeated add");
+                return Reply::unchanged;
+            } // the idempotency key answers with the first reply
             addedKeys.insert(op.key);
             server[op.key] = ModelItem{op.title, false, false, false, op.priority};
             moved = true;
@@ -245,14 +263,18 @@ struct Model {
             serverApply(op);
             if (!resent) {
                 // No answer at all: indistinguishable from a lost connection.
+                reached("live reply lost");
                 offline = true;
                 queue.push_back(op);
                 return true;
             }
             // The client's own resend got an answer: the write was applied again.
+            reached("live reply lost, resent");
         }
-        if (serverApply(op) == Reply::notFound)
+        if (serverApply(op) == Reply::notFound) {
+            reached("live edit of a gone task");
             return false;
+        }
         adopt();
         return true;
     }
@@ -270,16 +292,20 @@ struct Model {
             }
             if (now.type == Fault::refusal) {
                 faultUsed = true;
-                if (now.status == 401)
+                if (now.status == 401) {
+                    reached("replay 401");
                     return false; // no strike, the edit stays
+                }
                 if (now.status == 402)
                     limitMessage = QStringLiteral("Cap %1").arg(op.key);
                 if (now.status < 500) {
+                    reached("replay refused");
                     dropHead();
                     continue;
                 }
                 if (++strikes[op.identity()] < Sync::strikeLimit)
                     return false;
+                reached("set aside");
                 setAside = true;
                 dropHead();
                 continue;
@@ -288,16 +314,21 @@ struct Model {
                 faultUsed = true;
                 serverApply(op);
                 if (!resent) {
+                    reached("replay reply lost");
                     offline = true;
                     return false;
                 }
             }
             const Reply reply = serverApply(op);
+            if (reply == Reply::notFound)
+                reached("replay of a gone task");
             dropHead();
             if (op.kind == Kind::add && reply != Reply::notFound)
                 for (auto& later : queue)
-                    if (later.key == op.key)
+                    if (later.key == op.key && later.local) {
+                        reached("remapped");
                         later.local = false;
+                    }
         }
         return true;
     }
@@ -312,6 +343,7 @@ struct Model {
             return;
         }
         if (moved) {
+            reached("conflict");
             offline = false;
             conflict = true;
             return;
@@ -321,6 +353,7 @@ struct Model {
     }
 
     void keepMine(const Fault& fault, bool networkDown, bool resent) {
+        reached("keep mine");
         conflict = false;
         if (networkDown) {
             offline = true;
@@ -331,6 +364,7 @@ struct Model {
     }
 
     void keepOnline(bool networkDown) {
+        reached(queue.isEmpty() ? "keep online (no edits)" : "keep online");
         conflict = false;
         queue.clear();
         strikes.clear();
@@ -410,7 +444,7 @@ private:
             return flipNetwork();
         if (roll < 75)
             return otherDevice();
-        if (roll < 88)
+        if (roll < 86)
             return syncWithFault(randomFault());
         if (roll < 93)
             return flakyServer();
@@ -425,9 +459,9 @@ private:
     }
 
     Fault randomFault() {
-        if (chance(60))
+        if (chance(35))
             return Fault{};
-        if (chance(60))
+        if (chance(65))
             return Fault{Fault::refusal, refusal()};
         return Fault{Fault::lostReply, 0, pick(1, 2)};
     }
@@ -550,8 +584,8 @@ private:
         Network::Outage outage = Network::Outage::none;
         if (!m_network.isDown()) {
             const int roll = pick(0, 99);
-            outage = roll < 70   ? Network::Outage::refused
-                     : roll < 90 ? Network::Outage::hangUp
+            outage = roll < 75   ? Network::Outage::refused
+                     : roll < 95 ? Network::Outage::hangUp
                                  : Network::Outage::silent;
         }
         static const char* names[] = {"online", "offline (refused)", "offline (hang-up)",
@@ -615,12 +649,12 @@ private:
         faultSettled(fault);
         checkNotices();
         if (m_store->hasPendingConflict() && chance(60))
-            answer(Fault{});
+            answer(randomFault());
     }
 
     // The server fails the head of the queue on several syncs running.
     void flakyServer() {
-        const int times = pick(1, 5);
+        const int times = pick(2, 5);
         m_log << QStringLiteral("flaky server x%1").arg(times);
         for (int i = 0; i < times; ++i) {
             syncWithFault(Fault{Fault::refusal, 503});
@@ -792,7 +826,7 @@ private:
     std::mt19937 m_rng;
     QString m_user;
     QString m_token;
-    QTemporaryDir m_dir;
+    QTemporaryDir m_dir{fileFolder()};
     MemorySecretStore m_secrets;
     std::unique_ptr<Store> m_store;
     Model m_model;
@@ -816,6 +850,11 @@ private Q_SLOTS:
         network = std::make_unique<Network>();
     }
     void cleanupTestCase() {
+        // What the sequences reached, so that a change that starves a path shows here.
+        QStringList reached;
+        for (auto it = coverage().cbegin(); it != coverage().cend(); ++it)
+            reached << QStringLiteral("%1 %2").arg(it.key()).arg(it.value());
+        qInfo("%s", qPrintable(reached.join(QStringLiteral(", "))));
         network.reset();
         server.reset();
     }
