@@ -80,14 +80,13 @@ private:
         return run;
     }
 
-    // The folder holds exactly the old snapshot, written by this process.
-    static QByteArray startFromOld(const QString& folder, Size size) {
+    // The folder holds exactly the old snapshot and nothing else.
+    static void startFromOld(const QString& folder, const QByteArray& oldBytes) {
         QDir dir(folder);
         for (const auto& name : dir.entryList(QDir::Files | QDir::Hidden))
             dir.remove(name);
-        const OfflineDisk disk(folder);
-        disk.save(SnapshotSamples::make(1, size.items, size.edits));
-        return readAll(disk.fileURL());
+        QFile file(OfflineDisk(folder).fileURL());
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(oldBytes) == oldBytes.size());
     }
 
     static QStringList filesIn(const QString& folder) {
@@ -112,10 +111,14 @@ private Q_SLOTS:
         QVERIFY(dir.isValid());
         const Run probe =
             writer(dir.path(), 1, {1, 1}, QStringLiteral("inject=write:signal=SIGKILL:when=1"));
-        if (!probe.finished || !killed(probe))
-            QSKIP(qPrintable(QStringLiteral("strace cannot inject faults here (is ptrace "
-                                            "refused?): ") +
-                             QString::fromLocal8Bit(probe.output)));
+        if (probe.finished && killed(probe))
+            return;
+        const QString output = QString::fromLocal8Bit(probe.output);
+        // A container may forbid tracing; anything else is a fault of the writer or the test.
+        if (output.contains(QLatin1String("ptrace")) ||
+            output.contains(QLatin1String("not permitted")))
+            QSKIP(qPrintable(QStringLiteral("strace cannot trace here: ") + output));
+        QFAIL(qPrintable(QStringLiteral("the injected kill did not happen: ") + output));
     }
 
     void killAtEveryCall_data() {
@@ -133,6 +136,7 @@ private Q_SLOTS:
         QFETCH(bool, beforeRename);
         QTemporaryDir dir;
         QVERIFY(dir.isValid());
+        const QByteArray oldBytes = SnapshotSamples::make(1, size.items, size.edits).encode();
         const QByteArray newBytes = SnapshotSamples::make(2, size.items, size.edits).encode();
         const QString file = OfflineDisk(dir.path()).fileURL();
 
@@ -140,7 +144,7 @@ private Q_SLOTS:
         bool sawStray = false;
         for (int n = 1;; ++n) {
             QVERIFY2(n <= 50, "the save never completed");
-            const QByteArray oldBytes = startFromOld(dir.path(), size);
+            startFromOld(dir.path(), oldBytes);
             const Run run =
                 writer(dir.path(), 2, size,
                        QStringLiteral("inject=%1:signal=SIGKILL:when=%2").arg(calls).arg(n));
@@ -157,7 +161,6 @@ private Q_SLOTS:
             else
                 QVERIFY2(found == oldBytes || found == newBytes,
                          qPrintable(QStringLiteral("kill %1").arg(n)));
-            QVERIFY(OfflineDisk(dir.path()).load());
 
             sawStray = sawStray || filesIn(dir.path()).size() > 1;
             // What the Store does first when it is built.
@@ -187,7 +190,8 @@ private Q_SLOTS:
         QTemporaryDir dir;
         QVERIFY(dir.isValid());
         const QString file = OfflineDisk(dir.path()).fileURL();
-        const QByteArray oldBytes = startFromOld(dir.path(), size);
+        const QByteArray oldBytes = SnapshotSamples::make(1, size.items, size.edits).encode();
+        startFromOld(dir.path(), oldBytes);
         const QString error = calls.startsWith(QLatin1String("write")) ? QStringLiteral("ENOSPC")
                                                                        : QStringLiteral("EIO");
         const Run run =
