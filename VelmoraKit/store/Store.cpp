@@ -1,5 +1,6 @@
 #include "Store.h"
 
+#include "ProposalReview.h"
 #include "TokenParsing.h"
 #include "WireFormats.h"
 #include "WireJson.h"
@@ -98,6 +99,7 @@ VELMORA_SETTER(setLastSyncedAt, m_lastSyncedAt, const QDateTime&, lastSyncedAtCh
 VELMORA_SETTER(setSyncedVersion, m_syncedVersion, qint64, syncedVersionChanged)
 VELMORA_SETTER(setSelection, m_selection, const QString&, selectionChanged)
 VELMORA_SETTER(setLastError, m_lastError, const QString&, lastErrorChanged)
+VELMORA_SETTER(setProposal, m_proposal, const std::optional<Proposal>&, proposalChanged)
 VELMORA_SETTER(setLimitMessage, m_limitMessage, const QString&, limitMessageChanged)
 VELMORA_SETTER(setPendingConflict, m_pendingConflict, std::optional<Sync::Conflict>,
                pendingConflictChanged)
@@ -388,7 +390,67 @@ void Store::pathUpdated(bool satisfied) {
 // --- hooks ---
 
 QCoro::Task<> Store::refreshProposal() {
-    co_return;
+    if (m_isOffline)
+        co_return;
+    QPointer<Store> self(this);
+    try {
+        auto task = m_client->loadProposal();
+        const std::optional<Proposal> loaded = co_await std::move(task);
+        if (self)
+            setProposal(loaded);
+    } catch (...) {
+        // Discarded on purpose: the proposal already held stays on show.
+    }
+}
+
+QCoro::Task<bool> Store::resolveProposal(QList<ProposalDelta> accepted,
+                                         QList<ProposalDelta> rejected) {
+    const QString needsConnection = QStringLiteral("Reviewing suggestions needs the connection.");
+    if (!canReview()) {
+        setLastError(needsConnection);
+        co_return false;
+    }
+    if (!m_proposal || !m_proposal->createdAtRaw) {
+        setLastError(QStringLiteral("These suggestions are no longer pending."));
+        co_return false;
+    }
+    const ResolveArguments args = ProposalReview::resolveArguments(accepted, rejected);
+    QPointer<Store> self(this);
+    std::exception_ptr error;
+    try {
+        // The server applies what was accepted; the list changes with the reload below.
+        auto resolve = m_client->resolveProposal(*m_proposal->createdAtRaw, args.accepted,
+                                                 args.rejected, args.titleEdits);
+        co_await std::move(resolve);
+        if (!self)
+            co_return false;
+        setProposal(std::nullopt);
+        auto load = m_client->loadForSync();
+        const LoadResult loaded = co_await std::move(load);
+        if (!self)
+            co_return false;
+        adopt(loaded);
+    } catch (...) {
+        error = std::current_exception();
+    }
+    if (!self)
+        co_return false;
+    if (error) {
+        if (Sync::isUnreachable(error)) {
+            setOffline(true);
+            setLastError(needsConnection);
+        } else if (const auto api = asAPIError(error);
+                   api && api->kind() == APIError::Kind::server) {
+            setLastError(Sync::limitText(api->body()));
+        } else {
+            setLastError(describe(error));
+        }
+        co_return false;
+    }
+    // A further proposal may already wait.
+    auto next = refreshProposal();
+    co_await std::move(next);
+    co_return true;
 }
 
 void Store::refreshShared() {}

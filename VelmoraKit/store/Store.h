@@ -59,6 +59,9 @@ public:
     const QString& selection() const { return m_selection; }
     void setSelection(const QString& id);
     const QString& setAsideNotice() const { return m_setAsideNotice; }
+    // The agent's pending proposal; null when nothing waits for review.
+    const std::optional<Proposal>& proposal() const { return m_proposal; }
+    bool canReview() const { return !m_isOffline && m_hasToken; }
 
     // --- not observed by screens ---
     APIClient& client() { return *m_client; }
@@ -134,6 +137,9 @@ public:
 
     // Hooks into the proposal, sharing, briefing and usage features; no-ops until they land.
     QCoro::Task<> refreshProposal();
+    // Answers the pending proposal in one call; true when the server took the answer.
+    // Failures end in lastError or offline, never in the caller.
+    QCoro::Task<bool> resolveProposal(QList<ProposalDelta> accepted, QList<ProposalDelta> rejected);
     void refreshShared();
     QCoro::Task<> refreshLatestBriefing();
     QCoro::Task<> refreshUsage();
@@ -152,6 +158,7 @@ Q_SIGNALS:
     void lastSyncedAtChanged();
     void syncedVersionChanged();
     void selectionChanged();
+    void proposalChanged();
     // Internal: the exclusive job in flight has ended.
     void inFlightFinished();
 
@@ -187,6 +194,7 @@ private:
     void setPendingConflict(std::optional<Sync::Conflict> conflict);
     void setLastSyncedAt(const QDateTime& at);
     void setSyncedVersion(qint64 version);
+    void setProposal(const std::optional<Proposal>& proposal);
 
     APIClient* m_client;
     OfflineDisk m_disk;
@@ -208,6 +216,7 @@ private:
     QHash<PendingOp, int> m_strikes;
     QString m_setAsideNotice;
     QString m_selection;
+    std::optional<Proposal> m_proposal;
 
     bool m_inFlight = false;
     QTimer m_autoRefresh;
