@@ -92,6 +92,13 @@ public:
     QCoro::Task<> resolveProposal(QString createdAt, QList<int> accepted, QList<int> rejected,
                                   QMap<QString, QString> titleEdits);
 
+    // Standing rules. A rule made here matches on one condition with one value; `target`
+    // is the section a "recategorize" moves to ("note" when null).
+    QCoro::Task<WireRule> createRule(RuleAction action, RuleField field, RuleOp op, QString value,
+                                     std::optional<Section> target, QString reason);
+    QCoro::Task<> setRulePaused(QString id, bool paused);
+    QCoro::Task<> deleteRule(QString id);
+
 Q_SIGNALS:
     void tokenChanged();
 

@@ -453,6 +453,116 @@ QCoro::Task<bool> Store::resolveProposal(QList<ProposalDelta> accepted,
     co_return true;
 }
 
+// --- rules ---
+
+QCoro::Task<bool> Store::createRule(RuleAction action, RuleField field, RuleOp op, QString value,
+                                    std::optional<Section> target, QString reason) {
+    QPointer<Store> self(this);
+    try {
+        auto task = m_client->createRule(action, field, op, value, target, reason);
+        const WireRule wire = co_await std::move(task);
+        if (!self)
+            co_return false;
+        Document document = m_document;
+        document.rules.append(WireMapping::rule(wire));
+        setDocument(std::move(document));
+        co_return true;
+    } catch (...) {
+        if (!self)
+            co_return false;
+        const auto error = std::current_exception();
+        const auto api = asAPIError(error);
+        setLastError(api && api->kind() == APIError::Kind::server ? Sync::limitText(api->body())
+                                                                  : describe(error));
+        co_return false;
+    }
+}
+
+QCoro::Task<> Store::setRulePaused(Rule rule, bool paused) {
+    const auto find = [this](const QString& id) {
+        return std::find_if(m_document.rules.cbegin(), m_document.rules.cend(),
+                            [&](const Rule& r) { return r.id == id; }) -
+               m_document.rules.cbegin();
+    };
+    qsizetype index = find(rule.id);
+    if (index >= m_document.rules.size())
+        co_return;
+    const RuleStatus before = m_document.rules.at(index).status;
+    Document document = m_document;
+    document.rules[index].status = paused ? RuleStatus::paused : RuleStatus::active;
+    setDocument(std::move(document));
+
+    QPointer<Store> self(this);
+    std::exception_ptr error;
+    try {
+        auto task = m_client->setRulePaused(rule.id, paused);
+        co_await std::move(task);
+    } catch (...) {
+        error = std::current_exception();
+    }
+    if (!self)
+        co_return;
+    if (!error) {
+        auto refreshed = refreshAfterRuleChange();
+        co_await std::move(refreshed);
+        co_return;
+    }
+    // A refresh may have replaced the list meanwhile: look the rule up again.
+    index = find(rule.id);
+    if (index < m_document.rules.size()) {
+        document = m_document;
+        document.rules[index].status = before;
+        setDocument(std::move(document));
+    }
+    setLastError(describe(error));
+}
+
+QCoro::Task<> Store::deleteRule(Rule rule) {
+    const auto has = [this](const QString& id) {
+        return std::any_of(m_document.rules.cbegin(), m_document.rules.cend(),
+                           [&](const Rule& r) { return r.id == id; });
+    };
+    qsizetype index = 0;
+    while (index < m_document.rules.size() && m_document.rules.at(index).id != rule.id)
+        ++index;
+    if (index >= m_document.rules.size())
+        co_return;
+    const Rule removed = m_document.rules.at(index);
+    Document document = m_document;
+    document.rules.removeAt(index);
+    setDocument(std::move(document));
+
+    QPointer<Store> self(this);
+    std::exception_ptr error;
+    try {
+        auto task = m_client->deleteRule(rule.id);
+        co_await std::move(task);
+    } catch (...) {
+        error = std::current_exception();
+    }
+    if (!self)
+        co_return;
+    if (!error) {
+        auto refreshed = refreshAfterRuleChange();
+        co_await std::move(refreshed);
+        co_return;
+    }
+    if (!has(rule.id)) {
+        document = m_document;
+        document.rules.insert(std::min(index, document.rules.size()), removed);
+        setDocument(std::move(document));
+    }
+    setLastError(describe(error));
+}
+
+QCoro::Task<> Store::refreshAfterRuleChange() {
+    if (!m_hasToken)
+        co_return;
+    // refresh() waits for a job already in flight before running its own.
+    auto task = refresh(false);
+    co_await std::move(task);
+}
+
 void Store::refreshShared() {}
 
 QCoro::Task<> Store::refreshLatestBriefing() {

@@ -140,6 +140,13 @@ public:
     // Answers the pending proposal in one call; true when the server took the answer.
     // Failures end in lastError or offline, never in the caller.
     QCoro::Task<bool> resolveProposal(QList<ProposalDelta> accepted, QList<ProposalDelta> rejected);
+
+    // --- rules: optimistic; a failure puts the rule back, found again by id ---
+    const QList<Rule>& rules() const { return m_document.rules; }
+    QCoro::Task<bool> createRule(RuleAction action, RuleField field, RuleOp op, QString value,
+                                 std::optional<Section> target, QString reason);
+    QCoro::Task<> setRulePaused(Rule rule, bool paused);
+    QCoro::Task<> deleteRule(Rule rule);
     void refreshShared();
     QCoro::Task<> refreshLatestBriefing();
     QCoro::Task<> refreshUsage();
@@ -170,6 +177,7 @@ private:
     // exclusive() for a piece of work on this Store, which the job holds weakly.
     QCoro::Task<> runExclusive(std::function<QCoro::Task<>(Store&)> work);
     void publishSetAsideNotice();
+    QCoro::Task<> refreshAfterRuleChange();
     QCoro::Task<> replayQueue();
     QCoro::Task<bool> perform(PendingOp op);
     QCoro::Task<> execute(PendingOp op);
