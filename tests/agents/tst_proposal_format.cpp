@@ -56,17 +56,11 @@ private Q_SLOTS:
         QTest::newRow("result is an array")
             << QByteArray(R"({"result":[]})") << QStringLiteral("proposal had no deltas array")
             << false << QStringList();
-        QTest::newRow("deltas not an array")
-            << QByteArray(R"({"result":{"deltas":{}}})")
-            << QStringLiteral("proposal had no deltas array") << false << QStringList();
         QTest::newRow("no result")
             << QByteArray("{}") << QStringLiteral("loadProposal reply was not an object") << false
             << QStringList();
         QTest::newRow("empty body")
             << QByteArray() << QStringLiteral("loadProposal reply was not an object") << false
-            << QStringList();
-        QTest::newRow("top level array")
-            << QByteArray("[1]") << QStringLiteral("loadProposal reply was not an object") << false
             << QStringList();
         QTest::newRow("add without a full item")
             << reply(R"({"kind":"complete","item_id":"a"},{"kind":"add","item":{"title":"x"}})")
@@ -77,8 +71,6 @@ private Q_SLOTS:
         QTest::newRow("rule field outside its set")
             << reply(QByteArray(ruleDelta).replace("\"source\"", "\"colour\""))
             << QStringLiteral("delta 0: ") << false << QStringList();
-        QTest::newRow("missing kind")
-            << reply(R"({"item_id":"a"})") << QStringLiteral("delta 0: ") << false << QStringList();
         QTest::newRow("bad section in add")
             << reply(QByteArray(addDelta).replace("\"action\"", "\"later\""))
             << QStringLiteral("delta 0: ") << false << QStringList();
@@ -196,16 +188,6 @@ private Q_SLOTS:
             QCOMPARE(encoded.toObject().front().key, QStringLiteral("kind"));
             QCOMPARE(ProposalFormat::decodeDelta(encoded), delta.wire);
         }
-    }
-
-    void strictProposalRecord() {
-        const auto value =
-            JsonValue::parse(R"({"schema_version":2,"created_at":"t","deltas":[{"kind":"zap"}]})");
-        QVERIFY(value);
-        const WireProposal wire = ProposalFormat::decodeProposal(*value);
-        QCOMPARE(wire.deltas.front().kindName(), QStringLiteral("zap"));
-        const auto missing = JsonValue::parse(R"({"schema_version":2,"deltas":[]})");
-        QVERIFY_THROWS_EXCEPTION(DecodingError, ProposalFormat::decodeProposal(*missing));
     }
 };
 
