@@ -27,9 +27,9 @@ using TestAwait::await;
 namespace {
 
 #if defined(__SANITIZE_ADDRESS__)
-constexpr int sequenceCount = 50; // the instrumented build is several times slower
+constexpr int sequenceCount = 200; // the instrumented build is several times slower
 #else
-constexpr int sequenceCount = 240;
+constexpr int sequenceCount = 400;
 #endif
 
 // --- the network between client and server ---------------------------------------------
