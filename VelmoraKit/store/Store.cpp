@@ -62,6 +62,7 @@ Store::Store(APIClient* client, OfflineDisk disk, Keychain keychain, QObject* pa
     m_autoRefresh.setSingleShot(true);
     QObject::connect(&m_autoRefresh, &QTimer::timeout, this, [this] { autoRefreshTick(); });
     m_flashTimer.setSingleShot(true);
+    m_flashTimer.setTimerType(Qt::PreciseTimer); // a notice never goes before its time
     QObject::connect(&m_flashTimer, &QTimer::timeout, this, [this] { setFlash({}); });
     restore();
 }

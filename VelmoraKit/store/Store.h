@@ -121,6 +121,11 @@ public:
     QMap<Section, int> sectionCounts(const QDateTime& now) const;
     int dueCount(const QDateTime& now) const;
     int overdueCount(const QDateTime& now) const;
+    // Kinds of thing waiting for the user (0, 1 or 2), for clients with an icon badge.
+    int badgeCount() const;
+    // Filled by task sharing and the briefing when they land; they feed badgeCount.
+    int sharedWaiting() const { return m_sharedWaiting; }
+    bool briefingUnread() const { return m_briefingUnread; }
     bool isFiltered() const { return m_view.isFiltered(); }
     bool isViewCustomised() const { return m_view.isViewCustomised(); }
     bool isGrouped() const { return m_view.isGrouped(); }
@@ -224,6 +229,8 @@ private:
     QHash<PendingOp, int> m_strikes;
     QString m_setAsideNotice;
     QString m_selection;
+    int m_sharedWaiting = 0;
+    bool m_briefingUnread = false;
     std::optional<Proposal> m_proposal;
 
     bool m_inFlight = false;

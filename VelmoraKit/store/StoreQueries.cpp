@@ -22,6 +22,11 @@ int Store::overdueCount(const QDateTime& now) const {
     return ListQueries::overdueCount(m_document, now);
 }
 
+int Store::badgeCount() const {
+    return ListQueries::badgeCount(m_proposal && !m_proposal->deltas.isEmpty(), m_sharedWaiting,
+                                   m_briefingUnread);
+}
+
 std::optional<Item> Store::item(const QString& id) const {
     return ListQueries::item(m_document, id);
 }

@@ -81,12 +81,14 @@ private Q_SLOTS:
         QCOMPARE(p.agentName(), QStringLiteral("Claude"));
         QCOMPARE(p.createdAtRaw, QStringLiteral("2026-03-01T09:15:00Z"));
         QCOMPARE(p.deltas.at(2).id, QStringLiteral("escalate:2"));
+        QCOMPARE(store->badgeCount(), 1); // suggestions count once, however many
 
         QSignalSpy changed(store.get(), &Store::proposalChanged);
         QVERIFY(resolve({0}, {}));
         QVERIFY(!store->proposal());
         QCOMPARE(store->lastError(), QString());
         QVERIFY(changed.count() >= 1);
+        QCOMPARE(store->badgeCount(), 0);
         // The server's slot is empty now, and a refresh agrees.
         QVERIFY(server->call(server->createUser(user), QStringLiteral("loadProposal"))
                     .json()
