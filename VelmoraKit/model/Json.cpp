@@ -233,7 +233,8 @@ bool JsonValue::remove(QAnyStringView key) {
     auto* object = std::get_if<Object>(&m_value);
     if (!object)
         return false;
-    return std::erase_if(*object, [&](const Member& m) { return QAnyStringView::equal(m.key, key); }) > 0;
+    return std::erase_if(*object,
+                         [&](const Member& m) { return QAnyStringView::equal(m.key, key); }) > 0;
 }
 
 QByteArray JsonValue::toJson() const {
