@@ -124,8 +124,16 @@ bool isBlank(QChar c) {
     return c == QLatin1Char(' ') || c == QLatin1Char('\t');
 }
 
-bool contains(const std::optional<QString>& field, const QString& term) {
-    return field && field->toLower().contains(term);
+// The lower-cased text contains the (already lower-cased) term. For plain ASCII this is
+// Qt's case-insensitive search, which needs no lower-cased copy of every item.
+bool lowerContains(const QString& text, const QString& term, bool asciiTerm) {
+    if (asciiTerm && QtPrivate::isAscii(QStringView(text)))
+        return text.contains(term, Qt::CaseInsensitive);
+    return text.toLower().contains(term);
+}
+
+bool contains(const std::optional<QString>& field, const QString& term, bool asciiTerm) {
+    return field && lowerContains(*field, term, asciiTerm);
 }
 
 } // namespace
@@ -170,6 +178,7 @@ std::vector<const Item*> filtered(const Document& document, const ViewSettings& 
                                   const QDateTime& now, bool applyingSection) {
     const QDate today = dayOf(now);
     const QString term = searchTerm(view.search);
+    const bool asciiTerm = QtPrivate::isAscii(QStringView(term));
     std::vector<const Item*> out;
     out.reserve(std::size_t(document.items.size()));
     for (const auto& item : document.items) {
@@ -186,8 +195,8 @@ std::vector<const Item*> filtered(const Document& document, const ViewSettings& 
         if (view.flaggedFilter && !item.flagged)
             continue;
         // Title, then who, then note; links are never searched.
-        if (!term.isEmpty() && !item.title.toLower().contains(term) &&
-            !contains(item.source, term) && !contains(item.note, term))
+        if (!term.isEmpty() && !lowerContains(item.title, term, asciiTerm) &&
+            !contains(item.source, term, asciiTerm) && !contains(item.note, term, asciiTerm))
             continue;
         out.push_back(&item);
     }

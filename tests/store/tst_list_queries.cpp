@@ -152,6 +152,21 @@ private Q_SLOTS:
         QCOMPARE(ids(ListQueries::visibleItems(doc, {}, now)), QString("hcafebdg"));
     }
 
+    void searchLowerCasesBeyondAscii() {
+        Document doc;
+        doc.items = {
+            make("e", QString::fromUtf8("Rapport d\u2019\u00c9T\u00c9"), {}),
+            make("s", QString::fromUtf8("Stra\u00dfe kehren"), {}, Priority::low, 0, "ANA"),
+            make("a", "Plain ascii", {})};
+        auto found = [&](const char* text) {
+            return ids(ListQueries::visibleItems(doc, searching(QString::fromUtf8(text)), now));
+        };
+        QCOMPARE(found("\u00e9t\u00e9"), QString("e")); // accented capitals in the item
+        QCOMPARE(found("STRA\u00dfE"), QString("s"));   // a non-ASCII term
+        QCOMPARE(found("strasse"), QString(""));        // no folding of ß
+        QCOMPARE(found("ana"), QString("s"));           // ASCII term, ASCII who
+    }
+
     void filters_data() {
         QTest::addColumn<ViewSettings>("view");
         QTest::addColumn<bool>("hideDone");
