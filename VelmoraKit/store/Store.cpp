@@ -479,13 +479,14 @@ QCoro::Task<bool> Store::createRule(RuleAction action, RuleField field, RuleOp o
     }
 }
 
+qsizetype Store::ruleIndex(const QString& id) const {
+    const auto it = std::find_if(m_document.rules.cbegin(), m_document.rules.cend(),
+                                 [&](const Rule& r) { return r.id == id; });
+    return it - m_document.rules.cbegin();
+}
+
 QCoro::Task<> Store::setRulePaused(Rule rule, bool paused) {
-    const auto find = [this](const QString& id) {
-        return std::find_if(m_document.rules.cbegin(), m_document.rules.cend(),
-                            [&](const Rule& r) { return r.id == id; }) -
-               m_document.rules.cbegin();
-    };
-    qsizetype index = find(rule.id);
+    const qsizetype index = ruleIndex(rule.id);
     if (index >= m_document.rules.size())
         co_return;
     const RuleStatus before = m_document.rules.at(index).status;
@@ -493,39 +494,21 @@ QCoro::Task<> Store::setRulePaused(Rule rule, bool paused) {
     document.rules[index].status = paused ? RuleStatus::paused : RuleStatus::active;
     setDocument(std::move(document));
 
-    QPointer<Store> self(this);
-    std::exception_ptr error;
-    try {
-        auto task = m_client->setRulePaused(rule.id, paused);
-        co_await std::move(task);
-    } catch (...) {
-        error = std::current_exception();
-    }
-    if (!self)
-        co_return;
-    if (!error) {
-        auto refreshed = refreshAfterRuleChange();
-        co_await std::move(refreshed);
-        co_return;
-    }
-    // A refresh may have replaced the list meanwhile: look the rule up again.
-    index = find(rule.id);
-    if (index < m_document.rules.size()) {
-        document = m_document;
-        document.rules[index].status = before;
-        setDocument(std::move(document));
-    }
-    setLastError(describe(error));
+    auto sent = m_client->setRulePaused(rule.id, paused);
+    auto task = finishRuleChange(std::move(sent), [this, id = rule.id, before] {
+        // A refresh may have replaced the list meanwhile: look the rule up again.
+        const qsizetype now = ruleIndex(id);
+        if (now >= m_document.rules.size())
+            return;
+        Document restored = m_document;
+        restored.rules[now].status = before;
+        setDocument(std::move(restored));
+    });
+    co_await std::move(task);
 }
 
 QCoro::Task<> Store::deleteRule(Rule rule) {
-    const auto has = [this](const QString& id) {
-        return std::any_of(m_document.rules.cbegin(), m_document.rules.cend(),
-                           [&](const Rule& r) { return r.id == id; });
-    };
-    qsizetype index = 0;
-    while (index < m_document.rules.size() && m_document.rules.at(index).id != rule.id)
-        ++index;
+    const qsizetype index = ruleIndex(rule.id);
     if (index >= m_document.rules.size())
         co_return;
     const Rule removed = m_document.rules.at(index);
@@ -533,11 +516,22 @@ QCoro::Task<> Store::deleteRule(Rule rule) {
     document.rules.removeAt(index);
     setDocument(std::move(document));
 
+    auto sent = m_client->deleteRule(rule.id);
+    auto task = finishRuleChange(std::move(sent), [this, removed, index] {
+        if (ruleIndex(removed.id) < m_document.rules.size())
+            return;
+        Document restored = m_document;
+        restored.rules.insert(std::min(index, restored.rules.size()), removed);
+        setDocument(std::move(restored));
+    });
+    co_await std::move(task);
+}
+
+QCoro::Task<> Store::finishRuleChange(QCoro::Task<> sent, std::function<void()> putBack) {
     QPointer<Store> self(this);
     std::exception_ptr error;
     try {
-        auto task = m_client->deleteRule(rule.id);
-        co_await std::move(task);
+        co_await std::move(sent);
     } catch (...) {
         error = std::current_exception();
     }
@@ -548,11 +542,7 @@ QCoro::Task<> Store::deleteRule(Rule rule) {
         co_await std::move(refreshed);
         co_return;
     }
-    if (!has(rule.id)) {
-        document = m_document;
-        document.rules.insert(std::min(index, document.rules.size()), removed);
-        setDocument(std::move(document));
-    }
+    putBack();
     setLastError(describe(error));
 }
 

@@ -183,6 +183,10 @@ private:
     QCoro::Task<> runExclusive(std::function<QCoro::Task<>(Store&)> work);
     void publishSetAsideNotice();
     QCoro::Task<> refreshAfterRuleChange();
+    // Awaits a rule call sent optimistically: refreshes on success, else puts the rule back
+    // (by id, never through a kept index) and reports the failure.
+    QCoro::Task<> finishRuleChange(QCoro::Task<> sent, std::function<void()> putBack);
+    qsizetype ruleIndex(const QString& id) const;
     QCoro::Task<> replayQueue();
     QCoro::Task<bool> perform(PendingOp op);
     QCoro::Task<> execute(PendingOp op);
