@@ -2,6 +2,7 @@
 // a loaded document, rebuilding the screen's document from the baseline and the queue, and
 // the local apply of one edit before the screen updates.
 
+#include "SampleDocument.h"
 #include "Store.h"
 #include "WireFormats.h"
 #include "WireJson.h"
@@ -18,62 +19,6 @@
 #include <random>
 
 namespace {
-
-const char* const storeWords[] = {"quarterly", "budget",  "review",  "send",     "deck",
-                                  "follow",    "up",      "client",  "contract", "draft",
-                                  "meeting",   "notes",   "invoice", "approve",  "team",
-                                  "agenda",    "hiring",  "plan",    "roadmap",  "launch",
-                                  "vendor",    "renewal", "audit",   "call",     "design"};
-
-QString storePhrase(std::mt19937& rng, int count) {
-    std::uniform_int_distribution<int> pick(0, int(std::size(storeWords)) - 1);
-    QString out;
-    for (int i = 0; i < count; ++i) {
-        if (i)
-            out += QLatin1Char(' ');
-        out += QLatin1String(storeWords[pick(rng)]);
-    }
-    return out;
-}
-
-// A deterministic list of `count` tasks with the mix of fields a heavy user has.
-WireDocument storeDocument(int count) {
-    std::mt19937 rng(20'260'302);
-    const auto one = [&](int n) { return std::uniform_int_distribution<int>(0, n - 1)(rng); };
-    WireDocument doc;
-    doc.schemaVersion = 4;
-    doc.items.reserve(count);
-    for (int i = 0; i < count; ++i) {
-        WireItem item;
-        item.id = QStringLiteral("itm_%1").arg(i, 8, 16, QLatin1Char('0'));
-        item.title = storePhrase(rng, 3 + one(8));
-        if (i % 2 == 0)
-            item.note = storePhrase(rng, 10 + one(32));
-        item.section = Section(one(3));
-        item.channel = Channel(one(5));
-        if (one(10) < 7)
-            item.source = QStringLiteral("Dana Whitfield");
-        if (item.channel != Channel::self)
-            item.sourceId = QStringLiteral("msg-%1").arg(rng(), 0, 16);
-        if (one(10) < 6)
-            item.due = QDate(2026, 1, 1).addDays(one(200)).toString(Qt::ISODate);
-        item.priority = Priority(one(3));
-        if (one(5) == 0)
-            item.flagged = true;
-        if (i % 3 == 0)
-            item.links.push_back(
-                {storePhrase(rng, 2), QStringLiteral("https://docs.example.com/d/%1/edit").arg(i)});
-        item.status = one(10) < 3 ? ItemStatus::done : ItemStatus::open;
-        item.createdAt = QStringLiteral("2025-%1-%2T09:30:00Z")
-                             .arg(1 + one(12), 2, 10, QLatin1Char('0'))
-                             .arg(1 + one(28), 2, 10, QLatin1Char('0'));
-        if (item.status == ItemStatus::done)
-            item.completedAt = QStringLiteral("2026-02-01T10:00:00.250Z");
-        doc.items.push_back(std::move(item));
-    }
-    doc.focus = {QStringLiteral("itm_00000010")};
-    return doc;
-}
 
 LoadResult loadResult(const WireDocument& wire, qint64 version) {
     return LoadResult{WireMapping::document(wire), WireJson::encode(wire), version};
@@ -99,7 +44,7 @@ struct StoreBench {
 
     explicit StoreBench(int count) {
         ensureApplication();
-        wire = storeDocument(count);
+        wire = sampleDocument(count);
         loaded = loadResult(wire, 7);
         // Port 9 (discard) on loopback: refused at once.
         auto* client = new APIClient(QUrl(QStringLiteral("http://127.0.0.1:9/")),
