@@ -1,6 +1,7 @@
 #include "HttpApi.h"
 
 #include "Faults.h"
+#include "Methods.h"
 #include "Service.h"
 #include "WireJson.h"
 
@@ -308,23 +309,26 @@ void installAdmin(httplib::Server& server, Service& service, FaultPlan& faults,
         const auto json = jsonBody(req, res);
         if (!json)
             return;
-        if (!json->isObject())
-            return sendMessage(res, 400, QStringLiteral("a proposal must be a JSON object"));
-        const auto stored = service.setProposal(userName(req), *json);
-        if (!stored)
+        std::optional<Service::FiledProposal> filed;
+        try {
+            filed = service.setProposal(userName(req), *json);
+        } catch (const RpcError& refusal) {
+            return sendMessage(res, refusal.status(), refusal.message());
+        }
+        if (!filed)
             return sendMessage(res, 404, QStringLiteral("No such user."));
-        const auto state = service.state(userName(req));
         send(res, 200,
-             JsonValue::object({{QStringLiteral("proposal"), *stored},
-                                {QStringLiteral("version"), std::int64_t(state->version)}})
+             JsonValue::object({{QStringLiteral("proposal"), filed->proposal},
+                                {QStringLiteral("version"), std::int64_t(filed->version)}})
                  .toJson());
     });
 
     server.Delete(R"(/admin/users/([^/]+)/proposal)",
                   [&](const httplib::Request& req, httplib::Response& res) {
-                      if (!service.setProposal(userName(req), std::nullopt))
+                      const auto filed = service.setProposal(userName(req), std::nullopt);
+                      if (!filed)
                           return sendMessage(res, 404, QStringLiteral("No such user."));
-                      send(res, 200, versionBody(service.state(userName(req))->version));
+                      send(res, 200, versionBody(filed->version));
                   });
 }
 

@@ -1,5 +1,6 @@
 #include "Methods.h"
 
+#include "Proposals.h"
 #include "WireJson.h"
 
 #include <QDate>
@@ -73,16 +74,6 @@ bool isWebURL(const QString& text) {
     return url.isValid() && (scheme == u"http" || scheme == u"https") && !url.host().isEmpty();
 }
 
-void validate(const WireItem& item, const QString& method) {
-    if (item.title.trimmed().isEmpty())
-        bad(method, QStringLiteral("title must not be empty"));
-    if (item.due && !isDay(*item.due))
-        bad(method, QStringLiteral("due must be a day written yyyy-MM-dd"));
-    for (qsizetype i = 0; i < item.links.size(); ++i)
-        if (!isWebURL(item.links[i].url))
-            bad(method, QStringLiteral("links[%1].url must be an http or https URL").arg(i));
-}
-
 qsizetype indexOfItem(const WireDocument& document, const QString& id) {
     for (qsizetype i = 0; i < document.items.size(); ++i)
         if (document.items[i].id == id)
@@ -135,7 +126,7 @@ QByteArray addItem(UserState& state, const Args& args, const Context& context) {
     json.set(QStringLiteral("origin"), Wire::string(Origin::user));
     json.set(QStringLiteral("created_at"), context.now);
     const WireItem item = decodeOrBad<WireItem>(json, method);
-    validate(item, method);
+    Methods::validateItem(item, method);
     if (state.openCap && Methods::openCount(state.document) >= *state.openCap)
         throw RpcError(
             402,
@@ -157,7 +148,7 @@ QByteArray updateItem(UserState& state, const Args& args, const Context&) {
     if (const JsonValue* links = patch.find(u"links"); links && links->isNull())
         json.set(QStringLiteral("links"), JsonValue::Array{});
     const WireItem updated = decodeOrBad<WireItem>(json, method);
-    validate(updated, method);
+    Methods::validateItem(updated, method);
     item = updated;
     return WireJson::encode(item);
 }
@@ -268,51 +259,6 @@ QByteArray deleteRule(UserState& state, const Args& args, const Context&) {
     return QByteArrayLiteral("null");
 }
 
-// --- proposals -----------------------------------------------------------------------
-
-QByteArray resolveProposal(UserState& state, const Args& args, const Context&) {
-    const QString method = QStringLiteral("resolveProposal");
-    const JsonValue& body = objectArg(args, 0, method);
-    const JsonValue* createdAt = body.find(u"created_at");
-    if (!createdAt || !createdAt->isString())
-        bad(method, QStringLiteral("created_at must be a string"));
-    if (!state.proposal)
-        throw RpcError(409, QStringLiteral("These suggestions are no longer pending."));
-    const JsonValue* pendingAt = state.proposal->find(u"created_at");
-    if (!pendingAt || pendingAt->toString() != createdAt->toString())
-        throw RpcError(409, QStringLiteral("These suggestions were replaced by newer ones."));
-
-    const JsonValue* deltas = state.proposal->find(u"deltas");
-    const auto count = deltas && deltas->isArray() ? std::int64_t(deltas->toArray().size()) : 0;
-    QSet<std::int64_t> seen;
-    for (const char* key : {"accepted", "rejected"}) {
-        const JsonValue* list = body.find(QString::fromLatin1(key));
-        if (!list || list->isNull())
-            continue;
-        if (!list->isArray())
-            bad(method, QStringLiteral("%1 must be an array of indices").arg(QLatin1String(key)));
-        for (const JsonValue& index : list->toArray()) {
-            if (!index.isInteger() || index.toInteger() < 0 || index.toInteger() >= count)
-                bad(method, QStringLiteral("%1 holds an index that is not a delta")
-                                .arg(QLatin1String(key)));
-            if (seen.contains(index.toInteger()))
-                bad(method, QStringLiteral("delta %1 is answered twice").arg(index.toInteger()));
-            seen.insert(index.toInteger());
-        }
-    }
-    if (const JsonValue* edits = body.find(u"title_edits"); edits && !edits->isNull()) {
-        if (!edits->isObject())
-            bad(method, QStringLiteral("title_edits must be an object"));
-        for (const auto& member : edits->toObject())
-            if (!member.value.isString())
-                bad(method, QStringLiteral("title_edits values must be strings"));
-    }
-    // Applying the accepted deltas comes with the proposal engine; for now the answer
-    // only takes the proposal off the pending slot.
-    state.proposal.reset();
-    return QByteArrayLiteral("null");
-}
-
 } // namespace
 
 namespace Methods {
@@ -360,7 +306,7 @@ QByteArray apply(UserState& state, const QString& method, const JsonValue::Array
     if (method == u"deleteRule")
         return deleteRule(state, args, context);
     if (method == u"resolveProposal")
-        return resolveProposal(state, args, context);
+        return Proposals::resolve(state, args, context);
     throw RpcError(400, QStringLiteral("Unknown method \"%1\".").arg(method));
 }
 
@@ -383,6 +329,16 @@ QStringList normaliseFocus(const QStringList& terms) {
             break;
     }
     return out;
+}
+
+void validateItem(const WireItem& item, const QString& method) {
+    if (item.title.trimmed().isEmpty())
+        bad(method, QStringLiteral("title must not be empty"));
+    if (item.due && !isDay(*item.due))
+        bad(method, QStringLiteral("due must be a day written yyyy-MM-dd"));
+    for (qsizetype i = 0; i < item.links.size(); ++i)
+        if (!isWebURL(item.links[i].url))
+            bad(method, QStringLiteral("links[%1].url must be an http or https URL").arg(i));
 }
 
 qint64 openCount(const WireDocument& document) {

@@ -49,6 +49,10 @@ QByteArray apply(UserState& state, const QString& method, const JsonValue::Array
 // by case, at most 10 terms.
 QStringList normaliseFocus(const QStringList& terms);
 
+// What every stored item must be beyond its JSON shape: a title that is not blank, a real
+// due day, http or https links. Throws RpcError 400 starting with `method`.
+void validateItem(const WireItem& item, const QString& method);
+
 // Open items that are not soft-deleted: what the cap counts.
 qint64 openCount(const WireDocument& document);
 

@@ -1,9 +1,11 @@
 #include "Service.h"
 
 #include "Methods.h"
+#include "Proposals.h"
 #include "WireJson.h"
 
 #include <QCryptographicHash>
+#include <QDate>
 #include <QDateTime>
 #include <QRandomGenerator>
 #include <QUuid>
@@ -188,22 +190,20 @@ std::optional<qint64> Service::replaceDocument(const QString& name, const WireDo
     return version;
 }
 
-std::optional<JsonValue> Service::setProposal(const QString& name,
-                                              std::optional<JsonValue> proposal) {
+std::optional<Service::FiledProposal> Service::setProposal(const QString& name,
+                                                           std::optional<JsonValue> proposal) {
     std::lock_guard lock(m_mutex);
     const auto id = userId(name);
     if (!id)
         return std::nullopt;
-    if (proposal) {
-        const JsonValue* createdAt = proposal->find(u"created_at");
-        if (!createdAt || !createdAt->isString())
-            proposal->set(QStringLiteral("created_at"), now());
-    }
     UserState next = stateOf(*id);
-    next.proposal = proposal;
+    // The user's day is the server's local day: accounts carry no zone of their own yet.
+    if (proposal)
+        Proposals::file(next, std::move(*proposal), now(), QDate::currentDate());
+    else
+        next.proposal.reset();
     next.version += 1;
+    FiledProposal filed{next.proposal.value_or(JsonValue()), next.version};
     commit(*id, std::move(next));
-    if (!proposal)
-        return JsonValue();
-    return proposal;
+    return filed;
 }

@@ -43,9 +43,16 @@ public:
     std::optional<UserState> state(const QString& name);
     // Replaces the document as another device would; gives the new version.
     std::optional<qint64> replaceDocument(const QString& name, const WireDocument& document);
-    // Stores `proposal` as the pending one (replacing any), stamping `created_at` if it has
-    // none; gives the stored proposal. Null proposal clears the slot.
-    std::optional<JsonValue> setProposal(const QString& name, std::optional<JsonValue> proposal);
+    // Files `proposal` as the pending one (replacing any), through the suppressions and
+    // the user's active rules; a null proposal clears the slot. Gives what is stored now
+    // (null when nothing is pending) and the new version; throws RpcError 400 for a
+    // proposal the client could not read.
+    struct FiledProposal {
+        JsonValue proposal;
+        qint64 version = 0;
+    };
+    std::optional<FiledProposal> setProposal(const QString& name,
+                                             std::optional<JsonValue> proposal);
 
     static QByteArray fingerprint(const QString& token);
     static QString newToken();
