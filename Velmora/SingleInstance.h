@@ -1,0 +1,41 @@
+#pragma once
+
+#include <QLocalServer>
+#include <QLocalSocket>
+#include <QLockFile>
+#include <QObject>
+#include <QStringList>
+
+#include <memory>
+
+// One running app per user and server: a lock file in $XDG_RUNTIME_DIR decides the primary,
+// which listens on a local socket; a later process hands its arguments over and exits.
+class SingleInstance : public QObject {
+    Q_OBJECT
+
+public:
+    // `key` names the lock and the socket (the keychain service, so a run against another
+    // server is another app). `directory` defaults to the runtime folder.
+    explicit SingleInstance(QString key, QString directory = {}, QObject* parent = nullptr);
+    ~SingleInstance() override;
+
+    // True when this process is now the primary and listens. A lock left by a crashed
+    // process is recovered, and its stale socket removed.
+    bool claim();
+    // From a secondary process: delivers the arguments to the primary; false when no primary
+    // answered within `timeoutMs`.
+    bool sendToPrimary(const QStringList& arguments, int timeoutMs = 3000);
+
+Q_SIGNALS:
+    // In the primary, for each later launch.
+    void activated(const QStringList& arguments);
+
+private:
+    QString socketPath() const;
+    void serve(QLocalSocket* socket);
+
+    QString m_key;
+    QString m_directory;
+    std::unique_ptr<QLockFile> m_lock;
+    std::unique_ptr<QLocalServer> m_server;
+};
