@@ -1,0 +1,293 @@
+// A proposal from filing to answer, through the client's Store and review logic against a
+// real velmora-server: what the rules and suppressions let through, what an answer does to
+// the document and the rejections, and what a refused filing or answer leaves behind.
+
+#include "Await.h"
+#include "ProposalReview.h"
+#include "ServerProcess.h"
+#include "Store.h"
+
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <memory>
+#include <stdexcept>
+
+using TestAwait::await;
+
+namespace {
+
+JsonValue json(const QString& text) {
+    return JsonValue::parse(text.toUtf8()).value_or(JsonValue());
+}
+
+// One line per item: "title section status origin", with " deleted" when soft-deleted.
+QStringList itemLines(const WireDocument& document) {
+    QStringList out;
+    for (const WireItem& item : document.items)
+        out.append(QStringList{item.title, Wire::string(item.section), Wire::string(item.status),
+                               Wire::string(item.origin), Wire::string(item.priority)}
+                       .join(u' ') +
+                   (item.deletedAt ? QStringLiteral(" deleted") : QString()));
+    return out;
+}
+
+// What a stored proposal holds: "kind title-or-id" per delta.
+QStringList deltaLines(const JsonValue& proposal) {
+    QStringList out;
+    const JsonValue* deltas = proposal.find(u"deltas");
+    for (const JsonValue& delta : deltas ? deltas->toArray() : JsonValue::Array{}) {
+        const JsonValue* item = delta.find(u"item");
+        const JsonValue* id = delta.find(u"item_id");
+        out.append(
+            delta.find(u"kind")->toString() + u' ' +
+            (item ? item->find(u"title")->toString() + u' ' + item->find(u"section")->toString()
+             : id ? id->toString()
+                  : QString()));
+    }
+    return out;
+}
+
+} // namespace
+
+class TestProposalRoundTrip : public QObject {
+    Q_OBJECT
+    std::unique_ptr<ServerProcess> server;
+    int users = 0;
+    QString user, token;
+    QTemporaryDir dir;
+    MemorySecretStore secrets;
+    std::unique_ptr<Store> store;
+
+    void signIn() {
+        user = QStringLiteral("user%1").arg(++users);
+        token = server->createUser(user);
+        auto* client = new APIClient(server->baseURL(), token);
+        client->setTimeoutMs(5000);
+        store = std::make_unique<Store>(client, OfflineDisk(dir.path()),
+                                        Keychain(secrets, QStringLiteral("svc")));
+        await(store->refresh(false));
+    }
+
+    QString addItem(const QString& title, const char* priority = "medium") {
+        const auto reply =
+            server->call(token, QStringLiteral("addItem"),
+                         {JsonValue::object({{QStringLiteral("title"), title},
+                                             {QStringLiteral("section"), QStringLiteral("action")},
+                                             {QStringLiteral("priority"), priority}})});
+        return reply.json().find(u"result")->find(u"id")->toString();
+    }
+
+    void softDelete(const QString& id) {
+        QCOMPARE(
+            server->call(token, QStringLiteral("softDelete"), {QStringLiteral("item"), id}).status,
+            200);
+    }
+
+    JsonValue pending() {
+        return *server->call(token, QStringLiteral("loadProposal")).json().find(u"result");
+    }
+
+    // The deltas as an agent files them; A..D stand for item ids.
+    QString agentProposal(const QString& createdAt, const QStringList& ids) {
+        QString text = QStringLiteral(R"({"schema_version":1,"created_at":"%1","agent":"Claude",
+          "deltas":[
+          {"kind":"add","item":{"title":"Book PTO","section":"action","channel":"self",
+           "priority":"low","links":[]}},
+          {"kind":"add","item":{"title":"Reply to Dana","section":"action","channel":"email",
+           "source":"Dana","priority":"medium","links":[]},"reason":"She asked on Monday"},
+          {"kind":"add","item":{"title":"Ping Lee","section":"action","channel":"teams",
+           "priority":"low","links":[],"initiated":"auto"}},
+          {"kind":"add","item":{"title":"Newsletter digest","section":"note","channel":"other",
+           "priority":"low","links":[]}},
+          {"kind":"complete","item_id":"A"},
+          {"kind":"update","item_id":"B","patch":{"priority":"high","note":"expires in May"}},
+          {"kind":"update","item_id":"C","patch":{"title":"Call the plumber"}},
+          {"kind":"remove","item_id":"D"},
+          {"kind":"add_rule","rule":{"action":"exclude","match":{"op":"all","conditions":[
+           {"field":"channel","op":"equals","value":["email"]}]},"params":{},
+           "reason":"Mail is noise","origin":{"from":"rejections","rejection_ids":[],"count":2}}},
+          {"kind":"escalate","level":3}]})")
+                           .arg(createdAt);
+        const char* names[] = {"\"A\"", "\"B\"", "\"C\"", "\"D\""};
+        for (int i = 0; i < 4; ++i)
+            text.replace(QLatin1String(names[i]), u'"' + ids[i] + u'"');
+        return text;
+    }
+
+private Q_SLOTS:
+    void initTestCase() {
+        QStandardPaths::setTestModeEnabled(true);
+        server = std::make_unique<ServerProcess>();
+    }
+    void cleanupTestCase() {
+        store.reset();
+        server.reset();
+    }
+
+    void reviewedAndAnswered() {
+        signIn();
+        const QStringList ids{addItem(QStringLiteral("Draft budget")),
+                              addItem(QStringLiteral("Renew passport"), "low"),
+                              addItem(QStringLiteral("Call plumber")),
+                              addItem(QStringLiteral("Old errand"))};
+        QVERIFY(await(store->createRule(RuleAction::exclude, RuleField::title, RuleOp::contains,
+                                        QStringLiteral("pto"), std::nullopt,
+                                        QStringLiteral("Time off is not a task"))));
+        QVERIFY(await(store->createRule(RuleAction::recategorize, RuleField::channel,
+                                        RuleOp::equals, QStringLiteral("teams"), Section::waiting,
+                                        QStringLiteral("Chats wait on others"))));
+        softDelete(ids[3]);
+        await(store->refresh(false)); // the Store knows D is gone: that row is skipped
+
+        server->createProposal(user,
+                               json(agentProposal(QStringLiteral("2026-03-01T09:15:00Z"), ids)));
+        QCOMPARE(
+            deltaLines(pending()),
+            (QStringList{"add Reply to Dana action", "add Ping Lee waiting",
+                         "add Newsletter digest note", "complete " + ids[0], "update " + ids[1],
+                         "update " + ids[2], "remove " + ids[3], "add_rule ", "escalate "}));
+        await(store->refreshProposal());
+        await(store->refresh(false));
+        QVERIFY(store->proposal());
+        QCOMPARE(store->rules().size(), 2);
+        QCOMPARE(store->rules()[0].applyCount, 1);
+        QVERIFY(store->rules()[0].lastAppliedAt);
+        QCOMPARE(store->rules()[1].applyCount, 1);
+
+        softDelete(ids[2]); // another device, after the Store last looked: stale on the server
+        const auto resolved = ProposalReview::resolve(*store->proposal(), store->document());
+        const auto& deltas = store->proposal()->deltas;
+        ReviewState marks;
+        marks.rejected = {deltas[2].id, deltas[4].id};
+        marks.edits.insert(deltas[0].id, QStringLiteral("  Reply to Dana today "));
+        const SubmitPlan plan = ProposalReview::beginSubmit(resolved, marks);
+        QCOMPARE(plan.accepted.size(), 5); // two adds, complete, stale update, add_rule
+        QVERIFY(await(store->resolveProposal(plan.accepted, plan.rejected)));
+        QCOMPARE(store->lastError(), QString());
+        QVERIFY(!store->proposal());
+
+        const WireDocument document = server->document(user).document;
+        QCOMPARE(itemLines(document), (QStringList{"Draft budget action done user medium",
+                                                   "Renew passport action open user low",
+                                                   "Call plumber action open user medium deleted",
+                                                   "Old errand action open user medium deleted",
+                                                   "Reply to Dana today action open ai medium",
+                                                   "Ping Lee waiting open ai low"}));
+        QCOMPARE(document.items[4].source, QStringLiteral("Dana"));
+        QCOMPARE(document.items[5].initiated, Initiated::automatic);
+        QCOMPARE(document.rejections.size(), 2);
+        QCOMPARE(document.rejections[0].kind, RejectionKind::add);
+        QCOMPARE(document.rejections[0].title, QStringLiteral("Newsletter digest"));
+        QCOMPARE(document.rejections[0].section, Section::note);
+        QCOMPARE(document.rejections[1].kind, RejectionKind::update);
+        QCOMPARE(document.rejections[1].itemId, ids[1]);
+        QCOMPARE(document.rejections[1].title, QStringLiteral("Renew passport"));
+        QCOMPARE(document.suppressions.size(), 2);
+        QCOMPARE(document.suppressions[0].title, QStringLiteral("Newsletter digest"));
+        QCOMPARE(document.suppressions[0].reason, SuppressionReason::rejected);
+        QCOMPARE(document.rules.size(), 3);
+        QCOMPARE(document.rules[2].createdBy, Origin::ai);
+        QCOMPARE(document.rules[2].origin.count, 2);
+        // The Store adopted the same list.
+        QCOMPARE(store->document().items.size(), 4);
+        QCOMPARE(store->rules()[2].sentence,
+                 QStringLiteral("Exclude items where channel is email"));
+
+        // The agent files the same again: rejected suggestions stay away, and the new rule
+        // keeps mail out.
+        server->createProposal(user,
+                               json(agentProposal(QStringLiteral("2026-03-02T09:15:00Z"), ids)));
+        QCOMPARE(deltaLines(pending()),
+                 (QStringList{"add Ping Lee waiting", "complete " + ids[0], "update " + ids[2],
+                              "remove " + ids[3], "add_rule ", "escalate "}));
+        const auto rules = server->document(user).document.rules;
+        QCOMPARE(rules[0].applyCount, 2);
+        QCOMPARE(rules[2].applyCount, 1);
+    }
+
+    void replacedMeanwhileChangesNothing() {
+        signIn();
+        const QString id = addItem(QStringLiteral("Draft budget"));
+        const QString proposal = QStringLiteral(R"({"created_at":"%1","deltas":[
+            {"kind":"complete","item_id":"%2"},
+            {"kind":"add","item":{"title":"New","section":"action","channel":"self",
+             "priority":"low","links":[]}}]})");
+        server->createProposal(user,
+                               json(proposal.arg(QStringLiteral("2026-03-01T09:00:00Z"), id)));
+        await(store->refreshProposal());
+        const WireDocument before = server->document(user).document;
+        server->createProposal(user,
+                               json(proposal.arg(QStringLiteral("2026-03-01T10:00:00Z"), id)));
+
+        const auto deltas = store->proposal()->deltas;
+        QVERIFY(!await(store->resolveProposal({deltas[0]}, {deltas[1]})));
+        QCOMPARE(store->lastError(),
+                 QStringLiteral("These suggestions were replaced by newer ones."));
+        QCOMPARE(server->document(user).document, before);
+        QCOMPARE(pending().find(u"created_at")->toString(), QStringLiteral("2026-03-01T10:00:00Z"));
+    }
+
+    void everythingFilteredClearsTheSlot() {
+        signIn();
+        QVERIFY(await(store->createRule(RuleAction::exclude, RuleField::title, RuleOp::contains,
+                                        QStringLiteral("PTO"), std::nullopt, QStringLiteral("r"))));
+        server->createProposal(user, json(QStringLiteral(R"({"deltas":[{"kind":"complete",
+            "item_id":"x"}]})")));
+        QVERIFY(!pending().isNull());
+        server->createProposal(user, json(QStringLiteral(R"({"deltas":[{"kind":"add","item":{
+            "title":"PTO","section":"action","channel":"self","priority":"low","links":[]}}]})")));
+        QVERIFY(pending().isNull());
+    }
+
+    void malformedFilingRefused_data() {
+        QTest::addColumn<QString>("proposal");
+        QTest::addColumn<QString>("mentions");
+        QTest::newRow("no deltas") << R"({"agent":"x"})"
+                                   << "deltas";
+        QTest::newRow("delta not an object") << R"({"deltas":[1]})"
+                                             << "deltas[0]";
+        QTest::newRow("add without links")
+            << R"({"deltas":[{"kind":"add","item":{"title":"x","section":"action",
+                 "channel":"self","priority":"low"}}]})"
+            << "deltas[0].item: links";
+        QTest::newRow("add with a blank title")
+            << R"({"deltas":[{"kind":"add","item":{"title":" ","section":"action",
+                 "channel":"self","priority":"low","links":[]}}]})"
+            << "title";
+        QTest::newRow("update to an impossible day")
+            << R"({"deltas":[{"kind":"escalate"},{"kind":"update","item_id":"i",
+                 "patch":{"due":"2026-02-30"}}]})"
+            << "deltas[1].patch";
+        QTest::newRow("rule on an unknown field")
+            << R"({"deltas":[{"kind":"add_rule","rule":{"action":"exclude","reason":"r",
+                 "match":{"op":"all","conditions":[{"field":"colour","op":"equals",
+                 "value":["red"]}]},"params":{},"origin":{"from":"manual",
+                 "rejection_ids":[],"count":0}}}]})"
+            << "colour";
+        QTest::newRow("pause without a rule") << R"({"deltas":[{"kind":"pause_rule"}]})"
+                                              << "rule_id";
+    }
+    void malformedFilingRefused() {
+        QFETCH(QString, proposal);
+        QFETCH(QString, mentions);
+        signIn();
+        const JsonValue kept =
+            json(QStringLiteral(R"({"deltas":[{"kind":"complete","item_id":"x"}]})"));
+        server->createProposal(user, kept);
+        const qint64 version = server->document(user).version;
+        try {
+            server->createProposal(user, json(proposal));
+            QFAIL("the proposal was filed");
+        } catch (const std::runtime_error& refusal) {
+            const QString text = QString::fromUtf8(refusal.what());
+            QVERIFY2(text.contains(u"400") && text.contains(mentions), refusal.what());
+        }
+        QCOMPARE(server->document(user).version, version);
+        QCOMPARE(deltaLines(pending()), QStringList{"complete x"});
+    }
+};
+
+QTEST_GUILESS_MAIN(TestProposalRoundTrip)
+#include "tst_proposal_roundtrip.moc"
