@@ -241,6 +241,29 @@ private Q_SLOTS:
         QVERIFY(pending().isNull());
     }
 
+    // Pausing through the Store takes the rule out of the server's evaluation at once.
+    void pausedRuleStopsActing() {
+        signIn();
+        QVERIFY(
+            await(store->createRule(RuleAction::boost, RuleField::dueRelative, RuleOp::equals,
+                                    QStringLiteral("today"), std::nullopt, QStringLiteral("r"))));
+        const QString file = QStringLiteral(R"({"deltas":[{"kind":"add","item":{"title":"Pay",
+            "section":"action","channel":"self","priority":"low","links":[],"due":"%1"}}]})")
+                                 .arg(QDate::currentDate().toString(Qt::ISODate));
+        server->createProposal(user, json(file));
+        QCOMPARE(deltaLines(pending()), QStringList{"add Pay action"});
+        QCOMPARE(
+            pending().find(u"deltas")->toArray()[0].find(u"item")->find(u"priority")->toString(),
+            QStringLiteral("high"));
+        await(store->setRulePaused(store->rules()[0], true));
+        QCOMPARE(store->lastError(), QString());
+        server->createProposal(user, json(file));
+        QCOMPARE(
+            pending().find(u"deltas")->toArray()[0].find(u"item")->find(u"priority")->toString(),
+            QStringLiteral("low"));
+        QCOMPARE(server->document(user).document.rules[0].applyCount, 1);
+    }
+
     void malformedFilingRefused_data() {
         QTest::addColumn<QString>("proposal");
         QTest::addColumn<QString>("mentions");
