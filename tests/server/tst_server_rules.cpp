@@ -160,13 +160,6 @@ private Q_SLOTS:
         row("no conditions never match", {"exclude:"}, "title=y", "action medium", {});
         row("overdue", {"boost: due_relative equals overdue"}, "title=y;due=-2", "action high",
             {0});
-        row("this week", {"exclude: due_relative equals today|this_week"}, "title=y;due=3",
-            "dropped", {0});
-        row("later is not this week", {"exclude: due_relative equals this_week"}, "title=y;due=7",
-            "action medium", {});
-        row("no due", {"exclude: due_relative equals none"}, "title=y", "dropped", {0});
-        row("priority field", {"recategorize note: priority equals low"}, "title=y;priority=low",
-            "note low", {0});
     }
     void evaluate() {
         QFETCH(QStringList, rules);
