@@ -2,6 +2,7 @@
 
 #include "VelmoraConfig.h"
 
+#include <QRegularExpression>
 #include <QTime>
 
 namespace GeneralSettings {
@@ -10,7 +11,11 @@ QString hourLabel(int hour, const QLocale& locale) {
     const QTime time(hour, 0);
     if (!time.isValid())
         return {};
-    return locale.toString(time, QLocale::ShortFormat);
+    // Some locales' short format carries seconds ("HH:mm:ss" in C); the label wants hours
+    // and minutes only.
+    QString format = locale.timeFormat(QLocale::ShortFormat);
+    format.remove(QRegularExpression(QStringLiteral("[:.]ss?")));
+    return locale.toString(time, format.trimmed());
 }
 
 QString versionLabel(const QString& shortVersion, const QString& build, const QString& commit) {

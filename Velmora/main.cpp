@@ -1,10 +1,11 @@
 #include "AppEnvironment.h"
+#include "SingleInstance.h"
+#include "VelmoraApp.h"
 #include "VelmoraConfig.h"
 
+#include <QApplication>
 #include <QCommandLineParser>
-#include <QGuiApplication>
-#include <QQmlApplicationEngine>
-#include <QUrl>
+#include <QTimer>
 
 #include <cstdio>
 
@@ -20,7 +21,13 @@ int main(int argc, char* argv[]) {
         QStringLiteral("server"),
         QStringLiteral("Use the server at URL instead of the built-in one."),
         QStringLiteral("URL"));
-    parser.addOption(server);
+    const QCommandLineOption tokenFile(
+        QStringLiteral("token-file"),
+        QStringLiteral("When no token is stored, connect with the token in FILE."),
+        QStringLiteral("FILE"));
+    const QCommandLineOption autostart(QStringLiteral("autostart"),
+                                       QStringLiteral("Started by the session at login."));
+    parser.addOptions({server, tokenFile, autostart});
 
     // A refused --server is reported before any window system is touched.
     if (parser.parse(arguments) && parser.isSet(server)) {
@@ -32,15 +39,32 @@ int main(int argc, char* argv[]) {
         Environment::setServerOverride(override.url);
     }
 
-    QGuiApplication app(argc, argv);
-    QGuiApplication::setApplicationName(QStringLiteral("Velmora"));
-    QGuiApplication::setOrganizationName(QStringLiteral("Velmora"));
-    QGuiApplication::setApplicationVersion(QStringLiteral(VELMORA_VERSION));
+    QApplication app(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("Velmora"));
+    QApplication::setOrganizationName(QStringLiteral("Velmora"));
+    QApplication::setApplicationVersion(QStringLiteral(VELMORA_VERSION));
+    QApplication::setDesktopFileName(QStringLiteral(VELMORA_APP_ID));
+    QApplication::setWindowIcon(QIcon(QStringLiteral(":/velmora/icons/org.velmora.app.svg")));
     parser.process(app);
 
-    QQmlApplicationEngine engine;
-    engine.load(QUrl(QStringLiteral("qrc:/velmora/qml/Main.qml")));
-    if (engine.rootObjects().isEmpty())
+    // A second launch fronts the running app and leaves.
+    SingleInstance instance(Environment::activeKeychainService());
+    if (!instance.claim()) {
+        if (instance.sendToPrimary(arguments))
+            return 0;
+        std::fprintf(stderr, "Velmora is already running but did not answer.\n");
         return 1;
-    return QGuiApplication::exec();
+    }
+
+    LaunchOptions options;
+    options.tokenFile = parser.value(tokenFile);
+    options.autostart = parser.isSet(autostart);
+    VelmoraApp velmora(std::move(options));
+    QObject::connect(&instance, &SingleInstance::activated, &velmora, &VelmoraApp::activate);
+    [](VelmoraApp* velmora) -> QCoro::Task<> {
+        auto starting = velmora->start();
+        if (!co_await std::move(starting))
+            QTimer::singleShot(0, [] { QCoreApplication::exit(1); });
+    }(&velmora);
+    return QApplication::exec();
 }

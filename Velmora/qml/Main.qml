@@ -1,18 +1,135 @@
 import QtQuick
 import QtQuick.Controls
+import QtQuick.Layouts
+import Velmora
 
-ApplicationWindow {
+VWindow {
     id: window
+    objectName: "mainWindow"
     title: "Velmora"
     width: 940
     height: 600
     minimumWidth: 860
     minimumHeight: 460
-    visible: true
+    visible: false
 
-    Label {
-        anchors.centerIn: parent
-        text: "Velmora"
-        textFormat: Text.PlainText
+    menuBar: MenuBar {
+        Menu {
+            title: qsTr("&File")
+            Action {
+                text: "Refresh"
+                shortcut: "Ctrl+R"
+                onTriggered: app.refresh()
+            }
+            Action {
+                text: "Open Velmora"
+                shortcut: "Ctrl+0"
+                onTriggered: app.openMainWindow()
+            }
+            MenuSeparator {}
+            Action {
+                text: "Settings…"
+                shortcut: "Ctrl+,"
+                onTriggered: app.openSettings()
+            }
+            MenuSeparator {}
+            Action {
+                text: "Quit"
+                shortcut: StandardKey.Quit
+                onTriggered: app.quit()
+            }
+        }
+        Menu {
+            title: qsTr("&View")
+            Menu {
+                title: "Show"
+                ActionGroup { id: showGroup }
+                Action {
+                    text: "Today only"
+                    checkable: true
+                    ActionGroup.group: showGroup
+                    checked: !app.view.showAll
+                    onTriggered: app.view.showAll = false
+                }
+                Action {
+                    text: "Everything"
+                    checkable: true
+                    ActionGroup.group: showGroup
+                    checked: app.view.showAll
+                    onTriggered: app.view.showAll = true
+                }
+            }
+            Action {
+                text: "Hide done"
+                checkable: true
+                checked: app.hideDone
+                onTriggered: app.setHideDone(checked)
+            }
+            MenuSeparator {}
+            ChoiceMenu {
+                title: "Section"
+                choices: app.sectionChoices()
+                current: app.view.sectionFilter
+                onChosen: value => app.view.sectionFilter = value
+            }
+            MenuSeparator {}
+            ChoiceMenu {
+                title: "Sort by"
+                choices: app.sortChoices()
+                current: app.view.sortField
+                onChosen: value => app.view.sortField = value
+            }
+            ChoiceMenu {
+                title: "Order"
+                choices: [{ value: "ascending", label: "Ascending" },
+                          { value: "descending", label: "Descending" }]
+                current: app.view.sortAscending ? "ascending" : "descending"
+                onChosen: value => app.view.sortAscending = (value === "ascending")
+            }
+            MenuSeparator {}
+            Action {
+                text: "AI Assistant…"
+                shortcut: "Ctrl+Shift+A"
+                onTriggered: app.openAI()
+            }
+            Action {
+                text: "Rules…"
+                shortcut: "Ctrl+Shift+R"
+                onTriggered: app.openRules()
+            }
+            Action {
+                text: "Connections…"
+                shortcut: "Ctrl+Shift+C"
+                onTriggered: app.openConnections()
+            }
+            MenuSeparator {}
+            Action {
+                text: "Clear filters"
+                shortcut: "Ctrl+Shift+K"
+                enabled: app.view.isFiltered
+                onTriggered: app.clearFilters()
+            }
+        }
+        Menu {
+            title: qsTr("&Help")
+            Action {
+                text: "Velmora on the web"
+                onTriggered: Qt.openUrlExternally(app.webURL)
+            }
+            Action {
+                text: "Manage connections"
+                onTriggered: app.openConnections()
+            }
+        }
+    }
+
+    TokenSetupView {
+        anchors.fill: parent
+        visible: !store.hasToken
+    }
+
+    MainView {
+        anchors.fill: parent
+        visible: store.hasToken
     }
 }

@@ -344,3 +344,14 @@ QCoro::Task<> APIClient::deleteRule(QString id) {
     auto task = sendIgnoringResult(QStringLiteral("deleteRule"), std::move(args));
     co_await std::move(task);
 }
+
+QCoro::Task<> APIClient::seedTimeZone(QString identifier) {
+    JsonValue::Object body;
+    body.push_back({QStringLiteral("tz"), JsonValue(identifier)});
+    try {
+        auto sent =
+            authed(QStringLiteral("api/timezone"), QByteArrayLiteral("POST"), std::move(body));
+        co_await std::move(sent);
+    } catch (...) {
+    }
+}

@@ -65,6 +65,9 @@ public:
                                      HttpHeaders headers = {});
     QCoro::Task<QByteArray> post(QString method, JsonValue::Array args, HttpHeaders headers = {});
     QCoro::Task<> postPush(JsonValue::Object body);
+    // Offers the machine's zone as the account's first one; the server keeps a zone the user
+    // chose. Every failure, a missing token included, is swallowed.
+    QCoro::Task<> seedTimeZone(QString identifier);
 
     // The document calls on api/store. `due` goes as the LocalDay of the device's zone.
     QCoro::Task<> setDone(QString id, bool done);

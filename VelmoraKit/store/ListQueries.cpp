@@ -325,3 +325,14 @@ void ViewState::clearFilters() {
     setFlaggedFilter(false);
     setSearch(QString());
 }
+
+QString ViewState::sectionFilterText() const {
+    return m_view.sectionFilter ? Wire::string(*m_view.sectionFilter) : QString();
+}
+
+void ViewState::setSectionFilterText(const QString& text) {
+    if (text.isEmpty())
+        return setSectionFilter(std::nullopt);
+    if (const auto section = Wire::parse<Section>(text))
+        setSectionFilter(*section);
+}

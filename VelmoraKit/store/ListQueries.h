@@ -85,6 +85,9 @@ class ViewState : public QObject {
     Q_PROPERTY(
         bool sortAscending READ sortAscending WRITE setSortAscending NOTIFY sortAscendingChanged)
     Q_PROPERTY(bool showAll READ showAll WRITE setShowAll NOTIFY showAllChanged)
+    // The section's wire name, or "" for every section.
+    Q_PROPERTY(QString sectionFilter READ sectionFilterText WRITE setSectionFilterText NOTIFY
+                   sectionFilterChanged)
     Q_PROPERTY(
         bool flaggedFilter READ flaggedFilter WRITE setFlaggedFilter NOTIFY flaggedFilterChanged)
     Q_PROPERTY(bool isFiltered READ isFiltered NOTIFY changed)
@@ -102,6 +105,7 @@ public:
     bool sortAscending() const { return m_view.sortAscending; }
     bool showAll() const { return m_view.showAll; }
     std::optional<Section> sectionFilter() const { return m_view.sectionFilter; }
+    QString sectionFilterText() const;
     std::optional<Channel> channelFilter() const { return m_view.channelFilter; }
     std::optional<Priority> priorityFilter() const { return m_view.priorityFilter; }
     bool flaggedFilter() const { return m_view.flaggedFilter; }
@@ -113,6 +117,8 @@ public:
     void setSortAscending(bool value);
     void setShowAll(bool value);
     void setSectionFilter(std::optional<Section> value);
+    // "" clears; unknown text is ignored.
+    void setSectionFilterText(const QString& text);
     void setChannelFilter(std::optional<Channel> value);
     void setPriorityFilter(std::optional<Priority> value);
     void setFlaggedFilter(bool value);

@@ -285,6 +285,7 @@ private Q_SLOTS:
         QTest::newRow("morning") << "en_US" << 9 << "9:00 AM";
         QTest::newRow("midnight") << "en_US" << 0 << "12:00 AM";
         QTest::newRow("24-hour") << "de_DE" << 9 << "09:00";
+        QTest::newRow("seconds dropped") << "C" << 21 << "21:00";
         QTest::newRow("no such hour") << "en_US" << 24 << "";
     }
     void hourLabel() {

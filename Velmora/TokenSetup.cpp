@@ -1,0 +1,112 @@
+#include "TokenSetup.h"
+
+#include "Rules.h"
+#include "Store.h"
+
+#include <QPointer>
+
+TokenSetup::TokenSetup(Store& store, QObject* parent)
+    : QObject(parent)
+    , m_store(store) {
+    m_rotation.setInterval(rotationMs);
+    connect(&m_rotation, &QTimer::timeout, this, &TokenSetup::advance);
+    connect(&m_store, &Store::lastErrorChanged, this, &TokenSetup::warningChanged);
+}
+
+QString TokenSetup::warning() const {
+    return m_failure.isEmpty() ? m_store.lastError() : m_failure;
+}
+
+QStringList TokenSetup::showcaseRules() const {
+    QStringList texts;
+    for (const WireNewRule& rule : ::showcaseRules())
+        texts << Rule::describe(rule.action, rule.match);
+    return texts;
+}
+
+void TokenSetup::setActive(bool active) {
+    if (active == m_active)
+        return;
+    m_active = active;
+    Q_EMIT activeChanged();
+    updateRotation();
+}
+
+void TokenSetup::setReduceMotion(bool value) {
+    if (value == m_reduceMotion)
+        return;
+    m_reduceMotion = value;
+    Q_EMIT reduceMotionChanged();
+    updateRotation();
+}
+
+void TokenSetup::updateRotation() {
+    if (m_active && !m_reduceMotion) {
+        if (!m_rotation.isActive())
+            m_rotation.start();
+    } else {
+        m_rotation.stop();
+    }
+}
+
+void TokenSetup::setPanel(int panel) {
+    if (panel == m_panel)
+        return;
+    m_panel = panel;
+    Q_EMIT panelChanged();
+}
+
+void TokenSetup::step(int delta) {
+    setPanel(((m_panel + delta) % panelCount() + panelCount()) % panelCount());
+    if (!m_pinned) {
+        m_pinned = true;
+        Q_EMIT pinnedChanged();
+    }
+}
+
+void TokenSetup::select(int panel) {
+    if (panel < 0 || panel >= panelCount())
+        return;
+    setPanel(panel);
+    if (!m_pinned) {
+        m_pinned = true;
+        Q_EMIT pinnedChanged();
+    }
+}
+
+void TokenSetup::advance() {
+    if (!m_pinned)
+        setPanel((m_panel + 1) % panelCount());
+}
+
+void TokenSetup::setBusy(bool busy) {
+    if (busy == m_busy)
+        return;
+    m_busy = busy;
+    Q_EMIT busyChanged();
+}
+
+void TokenSetup::setFailure(const QString& failure) {
+    if (failure == m_failure)
+        return;
+    const QString before = warning();
+    m_failure = failure;
+    if (warning() != before)
+        Q_EMIT warningChanged();
+}
+
+void TokenSetup::connectWith(const QString& text) {
+    if (m_busy)
+        return;
+    setBusy(true);
+    setFailure({});
+    [](QPointer<TokenSetup> self, Store* store, QString text) -> QCoro::Task<> {
+        auto connecting = store->connect(std::move(text));
+        const bool connected = co_await std::move(connecting);
+        if (!self)
+            co_return;
+        if (!connected && store->lastError().isEmpty())
+            self->setFailure(QStringLiteral("The server rejected the sign-in."));
+        self->setBusy(false);
+    }(this, &m_store, text);
+}

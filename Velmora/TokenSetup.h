@@ -1,0 +1,74 @@
+#pragma once
+
+#include <QObject>
+#include <QStringList>
+#include <QTimer>
+
+class Store;
+
+// The signed-out window: the brand column with its doors and the token field, and the
+// rotating showcase. The browser sign-in is not wired yet, so the doors stay disabled.
+class TokenSetup : public QObject {
+    Q_OBJECT
+    Q_PROPERTY(int panel READ panel NOTIFY panelChanged)
+    Q_PROPERTY(bool pinned READ pinned NOTIFY pinnedChanged)
+    Q_PROPERTY(int panelCount READ panelCount CONSTANT)
+    Q_PROPERTY(bool busy READ busy NOTIFY busyChanged)
+    Q_PROPERTY(QString warning READ warning NOTIFY warningChanged)
+    Q_PROPERTY(bool doorsEnabled READ doorsEnabled CONSTANT)
+    Q_PROPERTY(QStringList showcaseRules READ showcaseRules CONSTANT)
+    // While true and motion is allowed, the showcase moves on every 8 seconds.
+    Q_PROPERTY(bool active READ active WRITE setActive NOTIFY activeChanged)
+    Q_PROPERTY(bool reduceMotion READ reduceMotion WRITE setReduceMotion NOTIFY reduceMotionChanged)
+
+public:
+    static constexpr int rotationMs = 8000;
+
+    explicit TokenSetup(Store& store, QObject* parent = nullptr);
+
+    int panel() const { return m_panel; }
+    bool pinned() const { return m_pinned; }
+    int panelCount() const { return 3; }
+    bool busy() const { return m_busy; }
+    // The sign-in's own failure, else the Store's last error.
+    QString warning() const;
+    bool doorsEnabled() const { return false; }
+    // The sample rules in the words of the rules screen.
+    QStringList showcaseRules() const;
+    bool active() const { return m_active; }
+    void setActive(bool active);
+    bool reduceMotion() const { return m_reduceMotion; }
+    void setReduceMotion(bool value);
+
+    // The arrows: -1 or +1, wrapping; pins the showcase for the life of the screen.
+    Q_INVOKABLE void step(int delta);
+    // A dot: that panel, pinned.
+    Q_INVOKABLE void select(int panel);
+    // The rotation's tick: the next panel unless pinned.
+    void advance();
+    // "Paste a token or connection URL" and Connect.
+    Q_INVOKABLE void connectWith(const QString& text);
+
+Q_SIGNALS:
+    void panelChanged();
+    void pinnedChanged();
+    void busyChanged();
+    void warningChanged();
+    void activeChanged();
+    void reduceMotionChanged();
+
+private:
+    void setPanel(int panel);
+    void setBusy(bool busy);
+    void setFailure(const QString& failure);
+    void updateRotation();
+
+    Store& m_store;
+    int m_panel = 0;
+    bool m_pinned = false;
+    bool m_busy = false;
+    QString m_failure;
+    bool m_active = false;
+    bool m_reduceMotion = false;
+    QTimer m_rotation;
+};

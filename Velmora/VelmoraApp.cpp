@@ -1,0 +1,233 @@
+#include "VelmoraApp.h"
+
+#include "AppEnvironment.h"
+#include "MainList.h"
+#include "Tray.h"
+#include "VelmoraConfig.h"
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QGuiApplication>
+#include <QQmlContext>
+#include <QQuickStyle>
+#include <QStandardPaths>
+#include <QtQml>
+
+namespace {
+
+// The demo run hands over a token file; anything longer than this is not a token.
+constexpr qint64 tokenFileLimit = 4096;
+
+int styleTypeId() {
+    static const int id = qmlRegisterSingletonType(
+        QUrl(QStringLiteral("qrc:/velmora/qml/Style.qml")), "Velmora", 1, 0, "Style");
+    return id;
+}
+
+} // namespace
+
+VelmoraApp::VelmoraApp(LaunchOptions options, QObject* parent)
+    : QObject(parent)
+    , m_options(std::move(options)) {}
+
+VelmoraApp::~VelmoraApp() {
+    // Windows go before the objects their bindings read.
+    m_tray.reset();
+    m_engine.reset();
+}
+
+bool VelmoraApp::isDark(Appearance appearance, bool desktopPrefersDark) {
+    switch (appearance) {
+    case Appearance::light:
+        return false;
+    case Appearance::dark:
+        return true;
+    case Appearance::system:
+        break;
+    }
+    return desktopPrefersDark;
+}
+
+QCoro::Task<bool> VelmoraApp::start() {
+    QPointer<VelmoraApp> self(this);
+    SecretStore* secrets = m_options.secrets;
+    if (!secrets) {
+        m_ownSecrets = std::make_unique<QtKeychainStore>();
+        secrets = m_ownSecrets.get();
+    }
+    Keychain keychain(*secrets, Environment::activeKeychainService());
+    auto reading = keychain.readToken();
+    const std::optional<QString> token = co_await std::move(reading);
+    if (!self)
+        co_return false;
+
+    // A run against another server keeps its own offline file, never the real one's.
+    std::optional<QString> dataDirectory = m_options.dataDirectory;
+    if (!dataDirectory &&
+        Environment::activeKeychainService() == Environment::overrideKeychainService())
+        dataDirectory = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) +
+                        QStringLiteral("/Velmora/server-override");
+
+    m_settings = m_options.settingsFile.isEmpty()
+                     ? std::make_unique<QSettings>()
+                     : std::make_unique<QSettings>(m_options.settingsFile, QSettings::IniFormat);
+    m_loginItems = std::make_unique<XdgAutostart>(QStringLiteral(VELMORA_APP_ID ".desktop"),
+                                                  QCoreApplication::applicationFilePath() +
+                                                      QStringLiteral(" --autostart"));
+    m_desktop = std::make_unique<DesktopSettings>();
+
+    auto* client = new APIClient(APIClient::defaultBaseURL(), token);
+    m_store = std::make_unique<Store>(client, OfflineDisk(dataDirectory), std::move(keychain));
+    m_prefs = std::make_unique<Preferences>(*m_settings, *m_loginItems);
+    m_delegate = std::make_unique<AppDelegate>(*m_store, *m_prefs);
+    m_panel = std::make_unique<MenuBarPanel>(*m_delegate);
+    m_tokenSetup = std::make_unique<TokenSetup>(*m_store);
+    m_mainList = std::make_unique<MainList>(*m_store);
+    m_tokenSetup->setReduceMotion(m_desktop->reduceMotion());
+    connect(m_desktop.get(), &DesktopSettings::reduceMotionChanged, this,
+            [this] { m_tokenSetup->setReduceMotion(m_desktop->reduceMotion()); });
+
+    static const bool styled = [] {
+        QQuickStyle::setStyle(QStringLiteral("Basic"));
+        return true;
+    }();
+    Q_UNUSED(styled)
+    const int styleId = styleTypeId();
+    m_engine = std::make_unique<QQmlApplicationEngine>();
+    QQmlContext* context = m_engine->rootContext();
+    context->setContextProperty(QStringLiteral("app"), m_delegate.get());
+    context->setContextProperty(QStringLiteral("store"), m_store.get());
+    context->setContextProperty(QStringLiteral("prefs"), m_prefs.get());
+    context->setContextProperty(QStringLiteral("panel"), m_panel.get());
+    context->setContextProperty(QStringLiteral("tokenSetup"), m_tokenSetup.get());
+    context->setContextProperty(QStringLiteral("mainList"), m_mainList.get());
+    m_style = m_engine->singletonInstance<QObject*>(styleId);
+    applyScheme();
+    connect(m_prefs.get(), &Preferences::appearanceChanged, this, &VelmoraApp::applyScheme);
+    connect(m_desktop.get(), &DesktopSettings::prefersDarkChanged, this, &VelmoraApp::applyScheme);
+
+    m_mainWindow = load(QStringLiteral("Main.qml"));
+    m_panelWindow = load(QStringLiteral("MenuBarPanel.qml"));
+    m_settingsWindow = load(QStringLiteral("SettingsWindow.qml"));
+    if (!m_mainWindow || !m_panelWindow || !m_settingsWindow)
+        co_return false;
+
+    m_delegate->setOpenMainWindow([this] { openMainWindow(); });
+    connect(m_delegate.get(), &AppDelegate::settingsRequested, this, &VelmoraApp::openSettings);
+    applyTaskbarEntry();
+    connect(m_prefs.get(), &Preferences::showInDockChanged, this, &VelmoraApp::applyTaskbarEntry);
+
+    // Without a tray nothing could bring a closed window back, so closing it quits.
+    QGuiApplication::setQuitOnLastWindowClosed(true);
+    if (m_options.useTray) {
+        auto trayReady = setUpTray();
+        co_await std::move(trayReady);
+        if (!self)
+            co_return false;
+    }
+
+    m_delegate->launch();
+    openMainWindow();
+    if (!m_store->hasToken() && !m_options.tokenFile.isEmpty())
+        connectFromTokenFile();
+    Q_EMIT started();
+    co_return true;
+}
+
+QCoro::Task<> VelmoraApp::setUpTray() {
+    QPointer<VelmoraApp> self(this);
+    if (m_options.autostart) {
+        auto waiting = TrayPlacement::waitForStatusNotifierHost(5000);
+        co_await std::move(waiting);
+        if (!self)
+            co_return;
+    }
+    if (!Tray::isAvailable())
+        co_return;
+    m_tray = std::make_unique<Tray>(*m_panel);
+    connect(m_tray.get(), &Tray::panelRequested, this, &VelmoraApp::showPanel);
+    connect(m_tray.get(), &Tray::openRequested, this, &VelmoraApp::openMainWindow);
+    connect(m_tray.get(), &Tray::quitRequested, m_delegate.get(), &AppDelegate::quit);
+    m_tray->show();
+    QGuiApplication::setQuitOnLastWindowClosed(false);
+}
+
+QQuickWindow* VelmoraApp::load(const QString& file) {
+    const qsizetype before = m_engine->rootObjects().size();
+    m_engine->load(QUrl(QStringLiteral("qrc:/velmora/qml/") + file));
+    const auto roots = m_engine->rootObjects();
+    if (roots.size() <= before)
+        return nullptr;
+    return qobject_cast<QQuickWindow*>(roots.last());
+}
+
+void VelmoraApp::applyScheme() {
+    m_dark = isDark(m_prefs->appearance(), m_desktop->prefersDark());
+    if (m_style)
+        m_style->setProperty("dark", m_dark);
+}
+
+void VelmoraApp::applyTaskbarEntry() {
+    if (!m_mainWindow)
+        return;
+    // A tool window has no taskbar entry. Window managers read the type when a window maps,
+    // so a shown window is mapped again to take the change at once.
+    const Qt::WindowFlags type = m_prefs->showInDock() ? Qt::Window : Qt::Tool;
+    const Qt::WindowFlags flags = (m_mainWindow->flags() & ~Qt::WindowType_Mask) | type;
+    if (flags == m_mainWindow->flags())
+        return;
+    const bool visible = m_mainWindow->isVisible();
+    if (visible)
+        m_mainWindow->hide();
+    m_mainWindow->setFlags(flags);
+    if (visible)
+        m_mainWindow->show();
+}
+
+void VelmoraApp::openMainWindow() {
+    if (!m_mainWindow)
+        return;
+    if (m_mainWindow->windowStates() & Qt::WindowMinimized)
+        m_mainWindow->setWindowStates(m_mainWindow->windowStates() & ~Qt::WindowMinimized);
+    m_mainWindow->show();
+    m_mainWindow->raise();
+    m_mainWindow->requestActivate();
+}
+
+void VelmoraApp::showPanel() {
+    if (!m_panelWindow)
+        return;
+    if (m_panelWindow->isVisible()) {
+        m_panelWindow->hide();
+        return;
+    }
+    if (m_tray)
+        m_panelWindow->setPosition(m_tray->panelOrigin(m_panelWindow->size()));
+    m_panelWindow->show();
+    m_panelWindow->raise();
+    m_panelWindow->requestActivate();
+}
+
+void VelmoraApp::openSettings() {
+    if (!m_settingsWindow)
+        return;
+    m_settingsWindow->show();
+    m_settingsWindow->raise();
+    m_settingsWindow->requestActivate();
+}
+
+void VelmoraApp::activate(const QStringList& arguments) {
+    Q_UNUSED(arguments)
+    openMainWindow();
+}
+
+void VelmoraApp::connectFromTokenFile() {
+    QFile file(m_options.tokenFile);
+    if (!file.open(QIODevice::ReadOnly)) {
+        qWarning("velmora: cannot read the token file: %s", qPrintable(file.errorString()));
+        return;
+    }
+    const QString text = QString::fromUtf8(file.read(tokenFileLimit)).trimmed();
+    file.close();
+    m_tokenSetup->connectWith(text);
+}

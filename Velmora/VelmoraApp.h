@@ -1,0 +1,101 @@
+#pragma once
+
+#include "AppDelegate.h"
+#include "DesktopSettings.h"
+#include "Keychain.h"
+#include "LoginItems.h"
+#include "MenuBarPanel.h"
+#include "Preferences.h"
+#include "SecretStore.h"
+#include "Store.h"
+#include "TokenSetup.h"
+
+#include <QCoroTask>
+#include <QObject>
+#include <QPointer>
+#include <QQmlApplicationEngine>
+#include <QQuickWindow>
+#include <QSettings>
+
+#include <memory>
+#include <optional>
+
+class Tray;
+class MainList;
+
+struct LaunchOptions {
+    // Read once, when no token is stored, and connected as a pasted token would be.
+    QString tokenFile;
+    // Started by the session at login: the tray host may not be up yet.
+    bool autostart = false;
+
+    // Tests: a keychain, a data folder and a settings file of their own, and no tray.
+    SecretStore* secrets = nullptr;
+    std::optional<QString> dataDirectory;
+    QString settingsFile;
+    bool useTray = true;
+};
+
+// The application: the long-lived state, the three windows (main, tray panel, settings) and
+// the tray item, put together in the launch order.
+class VelmoraApp : public QObject {
+    Q_OBJECT
+
+public:
+    explicit VelmoraApp(LaunchOptions options, QObject* parent = nullptr);
+    ~VelmoraApp() override;
+
+    // Reads the token from the keychain, builds the state and the windows, opens the main
+    // window and starts the launch order. False when the windows could not be loaded.
+    QCoro::Task<bool> start();
+
+    AppDelegate* delegate() const { return m_delegate.get(); }
+    Store* store() const { return m_store.get(); }
+    Preferences* prefs() const { return m_prefs.get(); }
+    MenuBarPanel* panel() const { return m_panel.get(); }
+    TokenSetup* tokenSetup() const { return m_tokenSetup.get(); }
+    Tray* tray() const { return m_tray.get(); }
+    QQmlApplicationEngine& engine() { return *m_engine; }
+    QQuickWindow* mainWindow() const { return m_mainWindow; }
+    QQuickWindow* panelWindow() const { return m_panelWindow; }
+    QQuickWindow* settingsWindow() const { return m_settingsWindow; }
+    bool darkScheme() const { return m_dark; }
+
+    void openMainWindow();
+    void showPanel();
+    void openSettings();
+    // A later `velmora` launch handed its arguments over.
+    void activate(const QStringList& arguments);
+
+    // Appearance picked in the settings, or the desktop's own when "Match system".
+    static bool isDark(Appearance appearance, bool desktopPrefersDark);
+
+Q_SIGNALS:
+    void started();
+
+private:
+    QQuickWindow* load(const QString& file);
+    void applyScheme();
+    void applyTaskbarEntry();
+    void connectFromTokenFile();
+    QCoro::Task<> setUpTray();
+
+    LaunchOptions m_options;
+    std::unique_ptr<SecretStore> m_ownSecrets;
+    std::unique_ptr<QSettings> m_settings;
+    std::unique_ptr<XdgAutostart> m_loginItems;
+    std::unique_ptr<DesktopSettings> m_desktop;
+    std::unique_ptr<Store> m_store;
+    std::unique_ptr<Preferences> m_prefs;
+    std::unique_ptr<AppDelegate> m_delegate;
+    std::unique_ptr<MenuBarPanel> m_panel;
+    std::unique_ptr<TokenSetup> m_tokenSetup;
+    std::unique_ptr<MainList> m_mainList;
+    std::unique_ptr<QQmlApplicationEngine> m_engine;
+    std::unique_ptr<Tray> m_tray;
+    QPointer<QQuickWindow> m_mainWindow;
+    QPointer<QQuickWindow> m_panelWindow;
+    QPointer<QQuickWindow> m_settingsWindow;
+    QObject* m_style = nullptr;
+    bool m_dark = false;
+};

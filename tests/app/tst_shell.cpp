@@ -1,0 +1,273 @@
+#include "AppEnvironment.h"
+#include "Await.h"
+#include "LoginItems.h"
+#include "ServerProcess.h"
+#include "Tray.h"
+#include "VelmoraApp.h"
+#include "VelmoraConfig.h"
+
+#include <QDir>
+#include <QQuickItem>
+#include <QRegularExpression>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QtTest>
+
+using TestAwait::await;
+
+namespace {
+
+// The app as `velmora` builds it, on a private keychain, data folder and settings file.
+struct Shell {
+    QTemporaryDir dir;
+    MemorySecretStore secrets;
+    std::unique_ptr<VelmoraApp> app;
+
+    explicit Shell(const ServerProcess& server, const QString& tokenFile = {}) {
+        Environment::setServerOverride(server.baseURL());
+        LaunchOptions options;
+        options.tokenFile = tokenFile;
+        options.secrets = &secrets;
+        options.dataDirectory = dir.filePath(QStringLiteral("data"));
+        options.settingsFile = dir.filePath(QStringLiteral("settings.ini"));
+        options.useTray = false;
+        app = std::make_unique<VelmoraApp>(options);
+        if (!await(app->start()))
+            throw std::runtime_error("the windows did not load");
+    }
+
+    // Items made by a Repeater have a visual parent only, so the search walks that tree.
+    static QList<QQuickItem*> items(QQuickWindow* window) {
+        QList<QQuickItem*> all;
+        QList<QQuickItem*> pending{window->contentItem()};
+        // An ApplicationWindow's header and menu bar hang off the root item.
+        if (auto* root = window->contentItem()->parentItem())
+            pending = {root};
+        while (!pending.isEmpty()) {
+            QQuickItem* item = pending.takeLast();
+            all.append(item);
+            pending.append(item->childItems());
+        }
+        return all;
+    }
+    QQuickItem* find(QQuickWindow* window, const QString& name) const {
+        for (auto* item : items(window))
+            if (item->objectName() == name)
+                return item;
+        throw std::runtime_error(qPrintable(QStringLiteral("no ") + name));
+    }
+    // The visible item showing exactly `text`, if any.
+    static QQuickItem* textItem(QQuickWindow* window, const QString& text) {
+        for (auto* item : items(window))
+            if (item->property("text").toString() == text && item->isVisible())
+                return item;
+        return nullptr;
+    }
+    // A real mouse click in the middle of the item.
+    static void click(QQuickItem* item) {
+        QVERIFY(item->isVisible() && item->isEnabled());
+        QQuickWindow* window = item->window();
+        QVERIFY(QTest::qWaitForWindowExposed(window, 5000));
+        const QPointF centre = item->mapToScene(QPointF(item->width() / 2, item->height() / 2));
+        QTest::mouseClick(window, Qt::LeftButton, {}, centre.toPoint());
+    }
+    // The menu bar's action with that text.
+    QObject* action(const QString& text) const {
+        for (auto* object : app->mainWindow()->findChildren<QObject*>())
+            if (object->inherits("QQuickAction") && object->property("text").toString() == text)
+                return object;
+        throw std::runtime_error(qPrintable(QStringLiteral("no action ") + text));
+    }
+};
+
+// Screenshots go where VELMORA_SCREENSHOT_DIR says, when it says.
+void screenshot(QQuickWindow* window, const QString& name) {
+    const QString folder = qEnvironmentVariable("VELMORA_SCREENSHOT_DIR");
+    if (folder.isEmpty())
+        return;
+    QDir().mkpath(folder);
+    QTRY_VERIFY_WITH_TIMEOUT(window->isExposed(), 5000);
+    QTest::qWait(300);
+    QVERIFY(window->grabWindow().save(QDir(folder).filePath(name + QStringLiteral(".png"))));
+}
+
+} // namespace
+
+class TestShell : public QObject {
+    Q_OBJECT
+    std::unique_ptr<ServerProcess> server;
+
+private Q_SLOTS:
+    void initTestCase() {
+        QStandardPaths::setTestModeEnabled(true);
+        ServerProcess::Options options;
+        options.demo = true;
+        server = std::make_unique<ServerProcess>(options);
+    }
+    // Any warning fails, but the offscreen platform's note that it cannot raise a window.
+    void init() {
+        QTest::failOnWarning(
+            QRegularExpression(QStringLiteral("^(?!This plugin does not support raise\\(\\)).*")));
+    }
+    void cleanupTestCase() { server.reset(); }
+
+    void signedOutShowsSignInAndTheNotConnectedPanel() {
+        Shell shell(*server);
+        QQuickWindow* main = shell.app->mainWindow();
+        QVERIFY(main->isVisible());
+        QCOMPARE(main->title(), QStringLiteral("Velmora"));
+        QCOMPARE(main->size(), QSize(940, 600));
+        QCOMPARE(main->minimumSize(), QSize(860, 460));
+        QVERIFY(Shell::textItem(main, QStringLiteral("WHAT IT LOOKS LIKE")));
+        QVERIFY(!shell.find(main, QStringLiteral("googleDoor"))->isEnabled());
+        screenshot(main, QStringLiteral("sign-in"));
+
+        // A pasted text that is no token: the Store's words in the warning label.
+        shell.find(main, QStringLiteral("tokenField"))->setProperty("text", "hello");
+        Shell::click(shell.find(main, QStringLiteral("connectButton")));
+        QTRY_COMPARE_WITH_TIMEOUT(
+            shell.find(main, QStringLiteral("warningLabel"))->property("text").toString(),
+            QStringLiteral("That doesn't look like a token. Copy the token, or the connection "
+                           "URL, from the Connections page."),
+            5000);
+
+        // The showcase: arrows wrap and pin; a pinned showcase no longer rotates.
+        TokenSetup* setup = shell.app->tokenSetup();
+        QVERIFY(setup->active());
+        setup->advance();
+        QCOMPARE(setup->panel(), 1);
+        QVERIFY(!setup->pinned());
+        Shell::click(shell.find(main, QStringLiteral("previousPanel")));
+        Shell::click(shell.find(main, QStringLiteral("previousPanel")));
+        QCOMPARE(setup->panel(), 2);
+        QVERIFY(setup->pinned());
+        setup->advance();
+        QCOMPARE(setup->panel(), 2);
+        Shell::click(shell.find(main, QStringLiteral("dot0")));
+        QCOMPARE(shell.find(main, QStringLiteral("showcase"))->property("currentIndex"), 0);
+        QCOMPARE(setup->showcaseRules().size(), 4);
+
+        QQuickWindow* panel = shell.app->panelWindow();
+        shell.app->showPanel();
+        QVERIFY(Shell::textItem(panel, QStringLiteral("Not connected")));
+        QVERIFY(
+            Shell::textItem(panel, QStringLiteral("Paste a connection token to see your list.")));
+        QVERIFY(Shell::textItem(panel, QStringLiteral("Set up…")));
+        QVERIFY(!Shell::textItem(panel, QStringLiteral("Rules")));
+        QCOMPARE(shell.app->panel()->toolTip(), QStringLiteral("Velmora — not connected"));
+    }
+
+    // The demo's run: the token file connects, the list and the panel fill, the icon says
+    // something is due.
+    void tokenFileConnectsAndThePanelCountsWhatIsDue() {
+        Shell shell(*server, server->demoTokenFile());
+        Store* store = shell.app->store();
+        QTRY_VERIFY_WITH_TIMEOUT(store->hasToken(), 10000);
+        QTRY_VERIFY_WITH_TIMEOUT(!store->document().items.isEmpty(), 10000);
+        QQuickWindow* main = shell.app->mainWindow();
+        QTRY_COMPARE_WITH_TIMEOUT(
+            shell.find(main, QStringLiteral("mainList"))->property("count"),
+            QVariant(int(store->visibleItems(QDateTime::currentDateTime()).size())), 5000);
+        screenshot(main, QStringLiteral("main-window"));
+
+        const int due = store->dueCount(QDateTime::currentDateTime());
+        QVERIFY2(due > 0, "the demo list has something due today");
+        MenuBarPanel* panel = shell.app->panel();
+        QCOMPARE(panel->dueCount(), due);
+        QCOMPARE(panel->icon(), QStringLiteral("due"));
+        QCOMPARE(panel->toolTip(), QStringLiteral("Velmora — %1 due now").arg(due));
+
+        // Done items stay in the panel while the count leaves them out.
+        QQuickWindow* panelWindow = shell.app->panelWindow();
+        shell.app->showPanel();
+        QCOMPARE(shell.find(panelWindow, QStringLiteral("dueCount"))->property("text").toString(),
+                 QString::number(due));
+        const int rows = panel->rows()->count();
+        const QString first = panel->rows()->items().first().id;
+        const bool wasDone = panel->rows()->items().first().isDone();
+        panel->toggle(first);
+        QTRY_COMPARE_WITH_TIMEOUT(panel->rows()->items().first().isDone(), !wasDone, 5000);
+        QCOMPARE(panel->rows()->count(), rows);
+        QCOMPARE(panel->dueCount(), wasDone ? due + 1 : due - 1);
+        screenshot(panelWindow, QStringLiteral("panel"));
+    }
+
+    void settingsTakeEffectAtOnce() {
+        Shell shell(*server);
+        QQuickWindow* main = shell.app->mainWindow();
+        QQuickWindow* settings = shell.app->settingsWindow();
+        shell.app->delegate()->openSettings();
+        QVERIFY(settings->isVisible());
+        QCOMPARE(settings->width(), 460);
+
+        QVERIFY(!(main->flags() & Qt::Tool) || main->flags().testFlag(Qt::Window));
+        Shell::click(shell.find(settings, QStringLiteral("showInDock")));
+        QVERIFY(!shell.app->prefs()->showInDock());
+        QCOMPARE(main->flags() & Qt::WindowType_Mask, Qt::Tool);
+        QVERIFY(main->isVisible());
+
+        const QColor light = main->color();
+        Shell::click(shell.find(settings, QStringLiteral("appearance-dark")));
+        QCOMPARE(shell.app->prefs()->appearance(), Appearance::dark);
+        QVERIFY(shell.app->darkScheme());
+        QVERIFY(main->color() != light && settings->color() == main->color());
+
+        // The hour picker waits for the reminder and keeps its value meanwhile.
+        QQuickItem* hour = shell.find(settings, QStringLiteral("reminderHour"));
+        QVERIFY(!hour->isEnabled());
+        QCOMPARE(hour->property("currentIndex"), 9);
+        Shell::click(shell.find(settings, QStringLiteral("dailyReminder")));
+        QVERIFY(hour->isEnabled());
+        QVERIFY(shell.find(settings, QStringLiteral("versionLabel"))
+                    ->property("text")
+                    .toString()
+                    .startsWith(QStringLiteral(VELMORA_VERSION " (")));
+        screenshot(settings, QStringLiteral("settings-dark"));
+    }
+
+    void menusFollowTheView() {
+        Shell shell(*server);
+        ViewState* view = shell.app->store()->view();
+        QObject* clear = shell.action(QStringLiteral("Clear filters"));
+        QCOMPARE(clear->property("shortcut").toString(), QStringLiteral("Ctrl+Shift+K"));
+        QVERIFY(!clear->property("enabled").toBool());
+        view->setSortFieldText(QStringLiteral("title"));
+        QVERIFY(!clear->property("enabled").toBool()); // a sort is no filter
+        view->setSectionFilterText(QStringLiteral("waiting"));
+        QVERIFY(clear->property("enabled").toBool());
+        QMetaObject::invokeMethod(clear, "trigger");
+        QVERIFY(!view->sectionFilter());
+        QCOMPARE(view->sortFieldText(), QStringLiteral("title"));
+
+        QMetaObject::invokeMethod(shell.action(QStringLiteral("Rules…")), "trigger");
+        QCOMPARE(shell.app->delegate()->router()->screenText(), QStringLiteral("rules"));
+        QMetaObject::invokeMethod(shell.action(QStringLiteral("Today only")), "trigger");
+        QVERIFY(!view->showAll());
+    }
+
+    void panelOpensNextToTheIconOrAtTheCursor_data() {
+        QTest::addColumn<QRect>("icon");
+        QTest::addColumn<QPoint>("cursor");
+        QTest::addColumn<QPoint>("origin");
+        const QRect screen(0, 0, 1920, 1050); // a bottom panel takes 30
+        // Top bar icon: centred below it.
+        QTest::newRow("icon at top") << QRect(1800, 0, 24, 24) << QPoint() << QPoint(1560, 24);
+        QTest::newRow("icon at bottom, clamped right")
+            << QRect(1900, 1056, 24, 24) << QPoint() << QPoint(1560, 1050 - 400);
+        QTest::newRow("no geometry: below the cursor")
+            << QRect() << QPoint(500, 10) << QPoint(320, 14);
+        QTest::newRow("no geometry, cursor low: above it")
+            << QRect() << QPoint(10, 1040) << QPoint(0, 636);
+        Q_UNUSED(screen)
+    }
+    void panelOpensNextToTheIconOrAtTheCursor() {
+        QFETCH(QRect, icon);
+        QFETCH(QPoint, cursor);
+        QFETCH(QPoint, origin);
+        QCOMPARE(TrayPlacement::panelOrigin(icon, cursor, QSize(360, 400), QRect(0, 0, 1920, 1050)),
+                 origin);
+    }
+};
+
+QTEST_MAIN(TestShell)
+#include "tst_shell.moc"
