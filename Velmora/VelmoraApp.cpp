@@ -88,7 +88,7 @@ QCoro::Task<bool> VelmoraApp::start() {
             [this] { m_tokenSetup->setReduceMotion(m_desktop->reduceMotion()); });
 
     static const bool styled = [] {
-        QQuickStyle::setStyle(QStringLiteral("Basic"));
+        QQuickStyle::setStyle(QStringLiteral("Fusion"));
         return true;
     }();
     Q_UNUSED(styled)

@@ -56,6 +56,7 @@ Item {
                 objectName: "appleDoor"
                 text: "Continue with Apple"
                 enabled: tokenSetup.doorsEnabled && !tokenSetup.busy
+                opacity: enabled ? 1 : 0.5
                 Layout.fillWidth: true
                 Accessible.name: text
             }
@@ -63,6 +64,7 @@ Item {
                 objectName: "googleDoor"
                 text: "Continue with Google"
                 enabled: tokenSetup.doorsEnabled && !tokenSetup.busy
+                opacity: enabled ? 1 : 0.5
                 Layout.fillWidth: true
                 Accessible.name: text
                 icon.source: "qrc:/velmora/icons/google-mark.svg"
