@@ -71,9 +71,11 @@ QCoro::Task<bool> VelmoraApp::start() {
     m_settings = m_options.settingsFile.isEmpty()
                      ? std::make_unique<QSettings>()
                      : std::make_unique<QSettings>(m_options.settingsFile, QSettings::IniFormat);
-    m_loginItems = std::make_unique<XdgAutostart>(QStringLiteral(VELMORA_APP_ID ".desktop"),
-                                                  QCoreApplication::applicationFilePath() +
-                                                      QStringLiteral(" --autostart"));
+    // The path quoted, as a desktop entry's Exec wants when it holds spaces.
+    m_loginItems =
+        std::make_unique<XdgAutostart>(QStringLiteral(VELMORA_APP_ID ".desktop"),
+                                       QLatin1Char('"') + QCoreApplication::applicationFilePath() +
+                                           QStringLiteral("\" --autostart"));
     m_desktop = std::make_unique<DesktopSettings>();
 
     auto* client = new APIClient(APIClient::defaultBaseURL(), token);
