@@ -12,6 +12,28 @@
 
 using TestAwait::await;
 
+namespace {
+
+// A delegate over a Store of its own, counting how often it fronts the main window.
+struct Harness {
+    QTemporaryDir dir;
+    MemorySecretStore secrets;
+    Store store;
+    QSettings settings{dir.filePath(QStringLiteral("settings.ini")), QSettings::IniFormat};
+    XdgAutostart login{QStringLiteral("velmora.desktop"), QStringLiteral("velmora"), dir.path()};
+    Preferences prefs{settings, login};
+    AppDelegate delegate{store, prefs};
+    int opened = 0;
+
+    Harness(const QUrl& server, const std::optional<QString>& token)
+        : store(new APIClient(server, token), OfflineDisk(dir.path()),
+                Keychain(secrets, QStringLiteral("svc"))) {
+        delegate.setOpenMainWindow([this] { ++opened; });
+    }
+};
+
+} // namespace
+
 class TestAppDelegate : public QObject {
     Q_OBJECT
     std::unique_ptr<ServerProcess> server;
@@ -28,18 +50,10 @@ private Q_SLOTS:
     // again once the first was answered.
     void aConflictFrontsTheWindowOnce() {
         const QString user = QStringLiteral("watched");
-        const QString token = server->createUser(user);
-        QTemporaryDir dir;
-        MemorySecretStore secrets;
-        Store store(new APIClient(server->baseURL(), token), OfflineDisk(dir.path()),
-                    Keychain(secrets, QStringLiteral("svc")));
-        QSettings settings(dir.filePath(QStringLiteral("settings.ini")), QSettings::IniFormat);
-        XdgAutostart login(QStringLiteral("velmora.desktop"), QStringLiteral("velmora"),
-                           dir.path());
-        Preferences prefs(settings, login);
-        AppDelegate delegate(store, prefs);
-        int opened = 0;
-        delegate.setOpenMainWindow([&] { ++opened; });
+        Harness h(server->baseURL(), server->createUser(user));
+        Store& store = h.store;
+        AppDelegate& delegate = h.delegate;
+        int& opened = h.opened;
         delegate.watchStore();
         await(store.refresh(false));
         QTRY_VERIFY_WITH_TIMEOUT(delegate.conflictSurfaced() == false, 1000);
@@ -77,17 +91,10 @@ private Q_SLOTS:
     }
 
     void commandsRouteThePaneAndOpenTheWindow() {
-        QTemporaryDir dir;
-        MemorySecretStore secrets;
-        Store store(new APIClient(server->baseURL()), OfflineDisk(dir.path()),
-                    Keychain(secrets, QStringLiteral("svc")));
-        QSettings settings(dir.filePath(QStringLiteral("settings.ini")), QSettings::IniFormat);
-        XdgAutostart login(QStringLiteral("velmora.desktop"), QStringLiteral("velmora"),
-                           dir.path());
-        Preferences prefs(settings, login);
-        AppDelegate delegate(store, prefs);
-        int opened = 0;
-        delegate.setOpenMainWindow([&] { ++opened; });
+        Harness h(server->baseURL(), std::nullopt);
+        Store& store = h.store;
+        AppDelegate& delegate = h.delegate;
+        int& opened = h.opened;
         QSignalSpy screens(delegate.router(), &PaneRouter::screenChanged);
 
         delegate.openAI();
