@@ -53,11 +53,13 @@ VWindow {
                 ToolTip.visible: offlineHover.hovered
                 ToolTip.text: "Changes are saved locally and will sync when the connection returns"
             }
-            BusyIndicator {
-                visible: store.isLoading
-                running: visible
+            // Made only while shown: a running animation in a hidden window never ends,
+            // and it would keep the animation timer ticking.
+            Loader {
+                active: store.isLoading && window.visible
                 Layout.preferredWidth: 16
                 Layout.preferredHeight: 16
+                sourceComponent: BusyIndicator { running: true }
             }
             Item { Layout.fillWidth: true }
             Label {

@@ -105,10 +105,11 @@ Item {
             RowLayout {
                 visible: tokenSetup.busy
                 spacing: Style.spacing
-                BusyIndicator {
-                    running: tokenSetup.busy
+                Loader {
+                    active: tokenSetup.busy && root.visible
                     Layout.preferredWidth: 20
                     Layout.preferredHeight: 20
+                    sourceComponent: BusyIndicator { running: true }
                 }
                 Label { text: "Signing in…" }
             }
