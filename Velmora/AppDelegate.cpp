@@ -1,5 +1,6 @@
 #include "AppDelegate.h"
 
+#include "Choices.h"
 #include "GeneralSettings.h"
 #include "ListQueries.h"
 
@@ -166,16 +167,9 @@ void AppDelegate::quit() {
 QVariantList AppDelegate::sectionChoices() const {
     QVariantList choices{QVariantMap{{QStringLiteral("value"), QString()},
                                      {QStringLiteral("label"), QStringLiteral("All sections")}}};
-    for (const Section section : Wire::allValues<Section>())
-        choices.append(QVariantMap{{QStringLiteral("value"), Wire::string(section)},
-                                   {QStringLiteral("label"), label(section)}});
-    return choices;
+    return choices + wireChoices<Section>();
 }
 
 QVariantList AppDelegate::sortChoices() const {
-    QVariantList choices;
-    for (const SortField field : Wire::allValues<SortField>())
-        choices.append(QVariantMap{{QStringLiteral("value"), Wire::string(field)},
-                                   {QStringLiteral("label"), label(field)}});
-    return choices;
+    return wireChoices<SortField>();
 }

@@ -1,5 +1,7 @@
 #include "Preferences.h"
 
+#include "Choices.h"
+
 #include "LoginItems.h"
 
 #include <QVariantMap>
@@ -176,11 +178,7 @@ void Preferences::setReminderHour(int hour) {
 }
 
 QVariantList Preferences::appearanceChoices() const {
-    QVariantList choices;
-    for (const Appearance value : Wire::allValues<Appearance>())
-        choices.append(QVariantMap{{QStringLiteral("value"), Wire::string(value)},
-                                   {QStringLiteral("label"), label(value)}});
-    return choices;
+    return wireChoices<Appearance>();
 }
 
 // A failure is for the log only: the toggle keeps the user's choice and nothing is shown.
