@@ -205,6 +205,19 @@ void installApi(httplib::Server& server, Service& service, FaultPlan& faults) {
         if (fault && fault->closeAfterWrite)
             dropConnection(req);
     });
+
+    server.Post("/api/ai/smart-insert", [&](const httplib::Request& req, httplib::Response& res) {
+        const auto fault = takeFault(faults, req);
+        if (applyFault(fault, res))
+            return;
+        const auto user = authorise(service, req, res);
+        if (!user)
+            return;
+        const Reply reply = service.smartInsert(*user, bodyOf(req));
+        send(res, reply.status, reply.body);
+        if (fault && fault->closeAfterWrite)
+            dropConnection(req);
+    });
 }
 
 void installAdmin(httplib::Server& server, Service& service, FaultPlan& faults,
@@ -271,6 +284,17 @@ void installAdmin(httplib::Server& server, Service& service, FaultPlan& faults,
                        return sendMessage(res, 404, QStringLiteral("No such user."));
                    send(res, 200, JsonValue::object({{QStringLiteral("cap"), *cap}}).toJson());
                });
+
+    server.Put("/admin/smart-insert/cap", [&](const httplib::Request& req, httplib::Response& res) {
+        const auto json = jsonBody(req, res);
+        if (!json)
+            return;
+        const JsonValue* cap = json->find(u"cap");
+        if (!cap || !cap->isInteger() || cap->toInteger() < 0)
+            return sendMessage(res, 400, QStringLiteral("cap must be a count"));
+        service.setSmartInsertCap(cap->toInteger());
+        send(res, 200, JsonValue::object({{QStringLiteral("cap"), *cap}}).toJson());
+    });
 
     server.Get(R"(/admin/users/([^/]+)/document)",
                [&](const httplib::Request& req, httplib::Response& res) {

@@ -18,7 +18,8 @@ constexpr std::size_t maxBodyBytes = 1024 * 1024;
 // bodies `{"message": ...}` on every error the library raises itself.
 void configure(httplib::Server& server, std::size_t threads);
 
-// `POST /api/store` and `GET /api/store/version`, with the scripted faults applied.
+// `POST /api/store`, `GET /api/store/version` and `POST /api/ai/smart-insert`, with the
+// scripted faults applied.
 void installApi(httplib::Server& server, Service& service, FaultPlan& faults);
 
 // The admin listener's routes, each guarded by `Authorization: Bearer <secret>`.

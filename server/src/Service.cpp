@@ -2,6 +2,7 @@
 
 #include "Methods.h"
 #include "Proposals.h"
+#include "SmartReading.h"
 #include "WireJson.h"
 
 #include <QCryptographicHash>
@@ -29,7 +30,8 @@ QByteArray messageBody(const QString& text) {
 }
 
 Service::Service(Storage& storage)
-    : m_storage(storage) {}
+    : m_storage(storage)
+    , m_smartInsertCap(SmartReading::defaultMonthlyCap) {}
 
 QByteArray Service::fingerprint(const QString& token) {
     return QCryptographicHash::hash(token.toUtf8(), QCryptographicHash::Sha256).toHex();
@@ -144,6 +146,54 @@ Reply Service::version(qint64 userId) {
         return failure(500,
                        QStringLiteral("Internal error: %1").arg(QString::fromUtf8(fault.what())));
     }
+}
+
+Reply Service::smartInsert(qint64 userId, const QByteArray& body) {
+    QString error;
+    const auto json = JsonValue::parse(body, &error);
+    if (!json)
+        return failure(400, QStringLiteral("The body is not JSON: %1.").arg(error));
+    const JsonValue* text = json->find(u"text");
+    if (!text || !text->isString())
+        return failure(400, QStringLiteral("The body needs a \"text\" string."));
+    const QString month = QDateTime::currentDateTimeUtc().toString(QStringLiteral("yyyy-MM"));
+
+    std::lock_guard lock(m_mutex);
+    try {
+        const qint64 cap = m_smartInsertCap;
+        const qint64 used = m_storage.smartInsertsUsed(userId, month);
+        const auto answer = [&](JsonValue reply, qint64 count) {
+            reply.set(QStringLiteral("used"), count);
+            reply.set(QStringLiteral("cap"), cap);
+            return Reply{200, reply.toJson()};
+        };
+        const auto refusal = [&](const char* reason) {
+            return answer(JsonValue::object(
+                              {{QStringLiteral("ok"), false}, {QStringLiteral("reason"), reason}}),
+                          used);
+        };
+        // The user's day is the server's local day, as for rules.
+        auto reading = SmartReading::read(text->toString(), QDate::currentDate());
+        if (!reading)
+            return refusal("failed");
+        if (used >= cap)
+            return refusal("no_allowance");
+        Storage::Transaction transaction(m_storage);
+        m_storage.countSmartInsert(userId, month);
+        transaction.commit();
+        return answer(JsonValue::object({{QStringLiteral("ok"), true},
+                                         {QStringLiteral("draft"), std::move(reading->draft)},
+                                         {QStringLiteral("truncated"), reading->truncated}}),
+                      used + 1);
+    } catch (const std::exception& fault) {
+        return failure(500,
+                       QStringLiteral("Internal error: %1").arg(QString::fromUtf8(fault.what())));
+    }
+}
+
+void Service::setSmartInsertCap(qint64 cap) {
+    std::lock_guard lock(m_mutex);
+    m_smartInsertCap = cap;
 }
 
 Service::NewToken Service::issueToken(const QString& name) {

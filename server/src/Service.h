@@ -30,6 +30,9 @@ public:
     // at most once per user and key; a repeat gets the first reply.
     Reply call(qint64 userId, const QByteArray& body, const std::optional<QString>& idempotencyKey);
     Reply version(qint64 userId);
+    // `api/ai/smart-insert`: the server's draft of `{"text": ...}`, metered per user and
+    // calendar month (UTC) against the monthly cap.
+    Reply smartInsert(qint64 userId, const QByteArray& body);
 
     // Administration, from the command line and the admin listener.
     struct NewToken {
@@ -40,6 +43,8 @@ public:
     NewToken issueToken(const QString& name);
     // False when there is no such user.
     bool setOpenCap(const QString& name, std::optional<qint64> cap);
+    // Smart Adds each user may make in a month; SmartReading::defaultMonthlyCap at first.
+    void setSmartInsertCap(qint64 cap);
     std::optional<UserState> state(const QString& name);
     // Replaces the document as another device would; gives the new version.
     std::optional<qint64> replaceDocument(const QString& name, const WireDocument& document);
@@ -69,6 +74,7 @@ private:
     Storage& m_storage;
     std::map<qint64, UserState> m_cache;
     qint64 m_lastPurge = 0;
+    qint64 m_smartInsertCap;
 };
 
 // `{"message": text}`.

@@ -177,6 +177,11 @@ CREATE TABLE IF NOT EXISTS idempotency(
     body BLOB NOT NULL,
     PRIMARY KEY(user_id, key));
 CREATE INDEX IF NOT EXISTS idempotency_age ON idempotency(created_at);
+CREATE TABLE IF NOT EXISTS smart_inserts(
+    user_id INTEGER NOT NULL REFERENCES users(id),
+    month TEXT NOT NULL,
+    used INTEGER NOT NULL,
+    PRIMARY KEY(user_id, month));
 )sql";
 
 } // namespace
@@ -359,4 +364,16 @@ void Storage::storeReply(qint64 userId, const QString& key, qint64 now, const St
 void Storage::purgeReplies(qint64 olderThan) {
     Statement s(m_db, "DELETE FROM idempotency WHERE created_at < ?");
     s.bind(1, olderThan).run();
+}
+
+qint64 Storage::smartInsertsUsed(qint64 userId, const QString& month) {
+    Statement s(m_db, "SELECT used FROM smart_inserts WHERE user_id = ? AND month = ?");
+    s.bind(1, userId).bind(2, month);
+    return s.step() ? s.integer(0) : 0;
+}
+
+void Storage::countSmartInsert(qint64 userId, const QString& month) {
+    Statement s(m_db, "INSERT INTO smart_inserts(user_id, month, used) VALUES(?1, ?2, 1) "
+                      "ON CONFLICT(user_id, month) DO UPDATE SET used = used + 1");
+    s.bind(1, userId).bind(2, month).run();
 }

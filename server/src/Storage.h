@@ -64,6 +64,10 @@ public:
     void storeReply(qint64 userId, const QString& key, qint64 now, const StoredReply& reply);
     void purgeReplies(qint64 olderThan);
 
+    // Smart Adds counted per user and calendar month (`yyyy-MM`).
+    qint64 smartInsertsUsed(qint64 userId, const QString& month);
+    void countSmartInsert(qint64 userId, const QString& month);
+
 private:
     void exec(const char* sql);
     sqlite3* m_db = nullptr;

@@ -30,6 +30,7 @@ constexpr const char* usage =
     "  velmora-server --db FILE user cap NAME N|none\n"
     "  velmora-server --db FILE serve [--port N] [--bind ADDRESS] [--demo --token-file PATH]\n"
     "                                 [--admin-file PATH] [--admin-port N] [--threads N]\n"
+    "                                 [--smart-insert-cap N]\n"
     "FILE may be :memory:.\n";
 
 int fail(const QString& message) {
@@ -91,6 +92,7 @@ struct ServeOptions {
     QString adminFile;
     int adminPort = 0;
     int threads = 16;
+    std::optional<qint64> smartInsertCap;
 };
 
 // Binds as asked; the bound port, or -1.
@@ -127,6 +129,8 @@ struct Listener {
 
 int serve(Service& service, const ServeOptions& options) {
     FaultPlan faults;
+    if (options.smartInsertCap)
+        service.setSmartInsertCap(*options.smartInsertCap);
     if (options.demo) {
         const bool existed = service.state(Demo::userName).has_value();
         const auto issued = service.issueToken(Demo::userName);
@@ -227,6 +231,11 @@ int run(const QStringList& args) {
                 options.threads = rest[++k].toInt();
                 if (options.threads < 1 || options.threads > 256)
                     return usageError(QStringLiteral("--threads takes 1 to 256"));
+            } else if (option == u"--smart-insert-cap" && hasValue) {
+                bool ok = false;
+                options.smartInsertCap = rest[++k].toLongLong(&ok);
+                if (!ok || *options.smartInsertCap < 0)
+                    return usageError(QStringLiteral("--smart-insert-cap takes a count"));
             } else if (option == u"--bind" && hasValue) {
                 options.bind = rest[++k];
             } else if (option == u"--token-file" && hasValue) {
