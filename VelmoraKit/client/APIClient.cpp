@@ -355,3 +355,12 @@ QCoro::Task<> APIClient::seedTimeZone(QString identifier) {
     } catch (...) {
     }
 }
+
+QCoro::Task<SmartInsertOutcome> APIClient::smartInsert(QString text) {
+    JsonValue::Object body;
+    body.push_back({QStringLiteral("text"), JsonValue(text)});
+    auto task =
+        authed(QStringLiteral("api/ai/smart-insert"), QByteArrayLiteral("POST"), std::move(body));
+    const QByteArray reply = co_await std::move(task);
+    co_return SmartInsert::decode(reply);
+}

@@ -4,6 +4,7 @@
 #include "Json.h"
 #include "Proposal.h"
 #include "Records.h"
+#include "SmartInsert.h"
 #include "Wire.h"
 
 #include <QCoroTask>
@@ -101,6 +102,11 @@ public:
                                      std::optional<Section> target, QString reason);
     QCoro::Task<> setRulePaused(QString id, bool paused);
     QCoro::Task<> deleteRule(QString id);
+
+    // Smart Add: the server's draft of `text` (the caller keeps it to
+    // SmartInsert::maxInputChars), or its refusal. A body that does not decode throws
+    // APIError::decoding.
+    QCoro::Task<SmartInsertOutcome> smartInsert(QString text);
 
 Q_SIGNALS:
     void tokenChanged();
