@@ -173,3 +173,7 @@ QVariantList AppDelegate::sectionChoices() const {
 QVariantList AppDelegate::sortChoices() const {
     return wireChoices<SortField>();
 }
+
+QVariantList AppDelegate::channelChoices() const {
+    return wireChoices<Channel>();
+}

@@ -64,6 +64,7 @@ public:
     // "" is every section.
     Q_INVOKABLE QVariantList sectionChoices() const;
     Q_INVOKABLE QVariantList sortChoices() const;
+    Q_INVOKABLE QVariantList channelChoices() const;
 
 Q_SIGNALS:
     void hideDoneChanged();

@@ -1,9 +1,12 @@
 #include "ItemListModel.h"
 
+#include "DueLabel.h"
+
 #include <algorithm>
 
 ItemListModel::ItemListModel(QObject* parent)
-    : QAbstractListModel(parent) {}
+    : QAbstractListModel(parent)
+    , m_now(QDateTime::currentDateTime()) {}
 
 int ItemListModel::rowCount(const QModelIndex& parent) const {
     return parent.isValid() ? 0 : int(m_items.size());
@@ -13,6 +16,7 @@ QVariant ItemListModel::data(const QModelIndex& index, int role) const {
     if (!checkIndex(index, CheckIndexOption::IndexIsValid | CheckIndexOption::ParentIsInvalid))
         return {};
     const Item& item = m_items.at(index.row());
+    const RowPlacement& placement = m_placements.at(index.row());
     switch (role) {
     case Qt::DisplayRole:
     case TitleRole:
@@ -29,35 +33,114 @@ QVariant ItemListModel::data(const QModelIndex& index, int role) const {
         return Wire::string(item.priority);
     case FlaggedRole:
         return item.flagged;
+    case ChannelRole:
+        return Wire::string(item.channel);
+    case ChannelLabelRole:
+        return label(item.channel);
+    case DueLabelRole:
+        return DueLabel::of(item, m_now).value_or(QString());
+    case OverdueRole:
+        return item.isOverdue(m_now);
+    case AIRole:
+        return item.origin == Origin::ai;
+    case FirstLinkLabelRole:
+        return item.links.isEmpty() ? QString() : item.links.first().label;
+    case FirstLinkURLRole:
+        return item.links.isEmpty() ? QString() : item.links.first().url.toString();
+    case MoreLinksRole:
+        return int(std::max<qsizetype>(0, item.links.size() - 1));
+    case SectionRedundantRole:
+        return placement.sectionRedundant;
+    case GroupRole:
+        return placement.group;
     default:
         return {};
     }
 }
 
 QHash<int, QByteArray> ItemListModel::roleNames() const {
-    return {{IdRole, "itemId"},       {TitleRole, "title"},        {SourceRole, "source"},
-            {DoneRole, "done"},       {SectionRole, "section"},    {PriorityRole, "priority"},
-            {FlaggedRole, "flagged"}, {Qt::DisplayRole, "display"}};
+    return {{IdRole, "itemId"},
+            {TitleRole, "title"},
+            {SourceRole, "source"},
+            {DoneRole, "done"},
+            {SectionRole, "section"},
+            {PriorityRole, "priority"},
+            {FlaggedRole, "flagged"},
+            {ChannelRole, "channel"},
+            {ChannelLabelRole, "channelLabel"},
+            {DueLabelRole, "dueLabel"},
+            {OverdueRole, "overdue"},
+            {AIRole, "ai"},
+            {FirstLinkLabelRole, "firstLinkLabel"},
+            {FirstLinkURLRole, "firstLinkUrl"},
+            {MoreLinksRole, "moreLinks"},
+            {SectionRedundantRole, "sectionRedundant"},
+            {GroupRole, "group"},
+            {Qt::DisplayRole, "display"}};
 }
 
 void ItemListModel::setItems(QList<Item> items) {
-    const bool sameRows = items.size() == m_items.size() &&
-                          std::equal(items.cbegin(), items.cend(), m_items.cbegin(),
-                                     [](const Item& a, const Item& b) { return a.id == b.id; });
-    if (sameRows) {
-        for (qsizetype row = 0; row < items.size(); ++row) {
-            if (items[row] == m_items[row])
-                continue;
-            m_items[row] = std::move(items[row]);
-            const QModelIndex at = index(int(row));
-            Q_EMIT dataChanged(at, at);
-        }
-        return;
+    QList<RowPlacement> placements(items.size());
+    setRows(std::move(items), std::move(placements), QDateTime::currentDateTime());
+}
+
+void ItemListModel::setRows(QList<Item> items, QList<RowPlacement> placements,
+                            const QDateTime& now) {
+    Q_ASSERT(items.size() == placements.size());
+    // Due labels are words relative to today, so a new day rewords every row.
+    const bool newDay = now.date() != m_now.date();
+    m_now = now;
+    const auto sameId = [](const Item& a, const Item& b) { return a.id == b.id; };
+    const qsizetype oldCount = m_items.size();
+    const qsizetype newCount = items.size();
+
+    // Only the run between the unchanged head and tail is removed and inserted, so an add or
+    // a delete moves one row and the view keeps its place, selection and delegates.
+    qsizetype head = 0;
+    while (head < oldCount && head < newCount && sameId(m_items[head], items[head]))
+        ++head;
+    qsizetype tail = 0;
+    while (tail < oldCount - head && tail < newCount - head &&
+           sameId(m_items[oldCount - 1 - tail], items[newCount - 1 - tail]))
+        ++tail;
+
+    const qsizetype removed = oldCount - head - tail;
+    const qsizetype inserted = newCount - head - tail;
+    if (removed > 0) {
+        beginRemoveRows({}, int(head), int(head + removed - 1));
+        m_items.remove(head, removed);
+        m_placements.remove(head, removed);
+        endRemoveRows();
     }
-    const qsizetype before = m_items.size();
-    beginResetModel();
-    m_items = std::move(items);
-    endResetModel();
-    if (m_items.size() != before)
+    if (inserted > 0) {
+        beginInsertRows({}, int(head), int(head + inserted - 1));
+        m_items.insert(head, inserted, Item{});
+        m_placements.insert(head, inserted, RowPlacement{});
+        for (qsizetype row = head; row < head + inserted; ++row) {
+            m_items[row] = std::move(items[row]);
+            m_placements[row] = std::move(placements[row]);
+        }
+        endInsertRows();
+    }
+    for (qsizetype row = 0; row < newCount; ++row) {
+        if (row >= head && row < head + inserted)
+            continue;
+        if (!newDay && items[row] == m_items[row] && placements[row] == m_placements[row])
+            continue;
+        m_items[row] = std::move(items[row]);
+        m_placements[row] = std::move(placements[row]);
+        const QModelIndex at = index(int(row));
+        Q_EMIT dataChanged(at, at);
+    }
+    if (newCount != oldCount)
         Q_EMIT countChanged();
+}
+
+int ItemListModel::rowOf(const QString& id) const {
+    if (id.isEmpty())
+        return -1;
+    for (qsizetype row = 0; row < m_items.size(); ++row)
+        if (m_items[row].id == id)
+            return int(row);
+    return -1;
 }

@@ -104,6 +104,7 @@ const QString showInDockKey = QStringLiteral("showInDock");
 const QString launchAtLoginKey = QStringLiteral("launchAtLogin");
 const QString dailyReminderKey = QStringLiteral("dailyReminder");
 const QString reminderHourKey = QStringLiteral("reminderHour");
+const QString paneFractionKey = QStringLiteral("paneFraction");
 } // namespace
 
 Preferences::Preferences(QSettings& settings, LoginItems& loginItems, QObject* parent)
@@ -117,6 +118,8 @@ Preferences::Preferences(QSettings& settings, LoginItems& loginItems, QObject* p
     m_launchAtLogin = SettingsRead::boolean(settings, launchAtLoginKey, false);
     m_dailyReminder = SettingsRead::boolean(settings, dailyReminderKey, false);
     m_reminderHour = SettingsRead::integer(settings, reminderHourKey, 0, 23, 9);
+    m_paneFraction = SettingsRead::real(settings, paneFractionKey, PaneSplit::minFraction,
+                                        PaneSplit::maxFraction, PaneSplit::defaultFraction);
     // The login item is deliberately not applied here: only a change by the user touches it,
     // so a choice made in the desktop's own settings is left alone.
 }
@@ -190,4 +193,13 @@ void Preferences::applyLaunchAtLogin() {
     line.replace(QLatin1Char('\n'), QLatin1Char(' '));
     std::fprintf(stderr, "%s\n", line.toLocal8Bit().constData());
     std::fflush(stderr);
+}
+
+void Preferences::setPaneFraction(double fraction) {
+    const double clamped = PaneSplit::clamp(fraction);
+    if (qFuzzyCompare(clamped, m_paneFraction))
+        return;
+    m_paneFraction = clamped;
+    m_settings.setValue(paneFractionKey, clamped);
+    Q_EMIT paneFractionChanged();
 }

@@ -2,6 +2,8 @@
 
 #include "Enums.h"
 
+#include "Panes.h"
+
 #include <QObject>
 #include <QSettings>
 
@@ -40,6 +42,9 @@ class Preferences : public QObject {
     Q_PROPERTY(
         bool dailyReminder READ dailyReminder WRITE setDailyReminder NOTIFY dailyReminderChanged)
     Q_PROPERTY(int reminderHour READ reminderHour WRITE setReminderHour NOTIFY reminderHourChanged)
+    // The right pane's share of the main window, kept across launches.
+    Q_PROPERTY(
+        double paneFraction READ paneFraction WRITE setPaneFraction NOTIFY paneFractionChanged)
 
 public:
     // Reads the five keys. `settings` and `loginItems` outlive this object.
@@ -51,6 +56,7 @@ public:
     bool launchAtLogin() const { return m_launchAtLogin; }
     bool dailyReminder() const { return m_dailyReminder; }
     int reminderHour() const { return m_reminderHour; }
+    double paneFraction() const { return m_paneFraction; }
 
     void setAppearance(Appearance value);
     // Unknown text is ignored.
@@ -61,6 +67,8 @@ public:
     void setDailyReminder(bool value);
     // Outside 0...23 is ignored.
     void setReminderHour(int hour);
+    // Clamped to the split's range before it is stored.
+    void setPaneFraction(double fraction);
 
     // The choices for the appearance picker, in order: [{value, label}].
     Q_INVOKABLE QVariantList appearanceChoices() const;
@@ -71,6 +79,7 @@ Q_SIGNALS:
     void launchAtLoginChanged();
     void dailyReminderChanged();
     void reminderHourChanged();
+    void paneFractionChanged();
 
 private:
     void applyLaunchAtLogin();
@@ -82,4 +91,5 @@ private:
     bool m_launchAtLogin = false;
     bool m_dailyReminder = false;
     int m_reminderHour = 9;
+    double m_paneFraction = PaneSplit::defaultFraction;
 };

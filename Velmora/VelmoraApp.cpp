@@ -1,7 +1,9 @@
 #include "VelmoraApp.h"
 
 #include "AppEnvironment.h"
-#include "MainList.h"
+#include "DraftEditor.h"
+#include "ItemEditor.h"
+#include "MainWindow.h"
 #include "Tray.h"
 #include "VelmoraConfig.h"
 
@@ -48,6 +50,16 @@ bool VelmoraApp::isDark(Appearance appearance, bool desktopPrefersDark) {
     return desktopPrefersDark;
 }
 
+namespace {
+// Smart Add runs on a client of its own, made from the base URL and the token at the call.
+QCoro::Task<SmartInsertOutcome> smartInsert(QString token, QString text) {
+    APIClient client(APIClient::defaultBaseURL(),
+                     token.isEmpty() ? std::nullopt : std::optional(token));
+    auto call = client.smartInsert(std::move(text));
+    co_return co_await std::move(call);
+}
+} // namespace
+
 QCoro::Task<bool> VelmoraApp::start() {
     QPointer<VelmoraApp> self(this);
     SecretStore* secrets = m_options.secrets;
@@ -84,7 +96,12 @@ QCoro::Task<bool> VelmoraApp::start() {
     m_delegate = std::make_unique<AppDelegate>(*m_store, *m_prefs);
     m_panel = std::make_unique<MenuBarPanel>(*m_delegate);
     m_tokenSetup = std::make_unique<TokenSetup>(*m_store);
-    m_mainList = std::make_unique<MainList>(*m_store);
+    m_clipboard = std::make_unique<SystemClipboard>();
+    m_mainWindowModel = std::make_unique<MainWindow>(
+        *m_store, *m_delegate->router(), *m_prefs, *m_clipboard,
+        [store = QPointer<Store>(m_store.get())](QString text) {
+            return smartInsert(store ? store->client().token() : QString(), std::move(text));
+        });
     m_tokenSetup->setReduceMotion(m_desktop->reduceMotion());
     connect(m_desktop.get(), &DesktopSettings::reduceMotionChanged, this,
             [this] { m_tokenSetup->setReduceMotion(m_desktop->reduceMotion()); });
@@ -95,6 +112,8 @@ QCoro::Task<bool> VelmoraApp::start() {
     }();
     Q_UNUSED(styled)
     const int styleId = styleTypeId();
+    ItemEditor::registerType();
+    DraftEditor::registerType();
     m_engine = std::make_unique<QQmlApplicationEngine>();
     QQmlContext* context = m_engine->rootContext();
     context->setContextProperty(QStringLiteral("app"), m_delegate.get());
@@ -102,7 +121,7 @@ QCoro::Task<bool> VelmoraApp::start() {
     context->setContextProperty(QStringLiteral("prefs"), m_prefs.get());
     context->setContextProperty(QStringLiteral("panel"), m_panel.get());
     context->setContextProperty(QStringLiteral("tokenSetup"), m_tokenSetup.get());
-    context->setContextProperty(QStringLiteral("mainList"), m_mainList.get());
+    context->setContextProperty(QStringLiteral("mainWindow"), m_mainWindowModel.get());
     m_style = m_engine->singletonInstance<QObject*>(styleId);
     applyScheme();
     connect(m_prefs.get(), &Preferences::appearanceChanged, this, &VelmoraApp::applyScheme);

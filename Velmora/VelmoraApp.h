@@ -1,6 +1,7 @@
 #pragma once
 
 #include "AppDelegate.h"
+#include "Clipboard.h"
 #include "DesktopSettings.h"
 #include "Keychain.h"
 #include "LoginItems.h"
@@ -21,7 +22,7 @@
 #include <optional>
 
 class Tray;
-class MainList;
+class MainWindow;
 
 struct LaunchOptions {
     // Read once, when no token is stored, and connected as a pasted token would be.
@@ -55,6 +56,7 @@ public:
     MenuBarPanel* panel() const { return m_panel.get(); }
     TokenSetup* tokenSetup() const { return m_tokenSetup.get(); }
     Tray* tray() const { return m_tray.get(); }
+    MainWindow* mainModel() const { return m_mainWindowModel.get(); }
     QQmlApplicationEngine& engine() { return *m_engine; }
     QQuickWindow* mainWindow() const { return m_mainWindow; }
     QQuickWindow* panelWindow() const { return m_panelWindow; }
@@ -90,7 +92,8 @@ private:
     std::unique_ptr<AppDelegate> m_delegate;
     std::unique_ptr<MenuBarPanel> m_panel;
     std::unique_ptr<TokenSetup> m_tokenSetup;
-    std::unique_ptr<MainList> m_mainList;
+    std::unique_ptr<Clipboard> m_clipboard;
+    std::unique_ptr<MainWindow> m_mainWindowModel;
     std::unique_ptr<QQmlApplicationEngine> m_engine;
     std::unique_ptr<Tray> m_tray;
     QPointer<QQuickWindow> m_mainWindow;

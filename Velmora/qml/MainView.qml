@@ -3,46 +3,184 @@ import QtQuick.Controls
 import QtQuick.Layouts
 import Velmora
 
-// The signed-in window: the list as the current view settings show it.
+// The signed-in window: the toolbar, the list on the left, the pane on the right with the
+// seam between them, and the notices and questions over it all.
 Item {
-    ColumnLayout {
-        anchors.fill: parent
-        anchors.margins: Style.padding
-        spacing: Style.spacing
+    id: view
+    property alias addField: addRow.titleField
+    property alias list: list
 
-        RowLayout {
-            Layout.fillWidth: true
-            Label {
-                text: "Velmora"
-                font.pixelSize: Style.titleFont
-                font.weight: Font.DemiBold
+    MainToolbar {
+        id: toolbar
+        anchors { left: parent.left; right: parent.right; top: parent.top }
+    }
+
+    Item {
+        id: columns
+        anchors { left: parent.left; right: parent.right; top: toolbar.bottom; bottom: parent.bottom }
+        readonly property real paneWidth: mainWindow.paneOpen
+                                          ? mainWindow.paneWidth(width, prefs.paneFraction) : 0
+
+        ColumnLayout {
+            id: left
+            objectName: "listColumn"
+            anchors { left: parent.left; top: parent.top; bottom: parent.bottom }
+            width: Math.max(380, columns.width - columns.paneWidth - (mainWindow.paneOpen ? seam.width : 0))
+            spacing: Style.spacing
+
+            SearchRow {
+                Layout.fillWidth: true
+                Layout.topMargin: Style.spacing
+                Layout.leftMargin: Style.padding
+                Layout.rightMargin: Style.padding
             }
-            Label {
-                objectName: "listCount"
-                text: mainList.rows.count === 1 ? "1 item" : mainList.rows.count + " items"
-                color: Style.secondaryText
+            AddRow {
+                id: addRow
+                Layout.fillWidth: true
+                Layout.leftMargin: Style.padding
+                Layout.rightMargin: Style.padding
             }
-            Item { Layout.fillWidth: true }
-            Label {
-                visible: store.isOffline
-                text: "Offline"
-                color: Style.warning
+            FilterBar {
+                Layout.fillWidth: true
+                Layout.leftMargin: Style.padding
+                Layout.rightMargin: Style.padding
+            }
+            Item {
+                Layout.fillWidth: true
+                Layout.fillHeight: true
+                ItemList {
+                    id: list
+                    anchors.fill: parent
+                    anchors.leftMargin: 4
+                    anchors.rightMargin: 4
+                    visible: count > 0
+                }
+                EmptyState {
+                    objectName: "emptyState"
+                    anchors.centerIn: parent
+                    width: Math.min(parent.width - 2 * Style.padding, 320)
+                    visible: list.count === 0
+                    title: mainWindow.emptyState.title
+                    description: mainWindow.emptyState.description
+                    buttonText: mainWindow.emptyState.button
+                    iconSource: "qrc:/velmora/icons/inbox.svg"
+                    onButtonClicked: app.clearFilters()
+                }
             }
         }
 
-        ListView {
-            id: list
-            objectName: "mainList"
-            Layout.fillWidth: true
-            Layout.fillHeight: true
-            clip: true
-            model: mainList.rows
-            boundsBehavior: Flickable.StopAtBounds
-            ScrollBar.vertical: ScrollBar {}
-            delegate: CompactRow {
-                width: ListView.view.width
-                onToggled: id => app.toggle(id)
+        Rectangle {
+            id: seam
+            objectName: "seam"
+            visible: mainWindow.paneOpen
+            anchors { left: left.right; top: parent.top; bottom: parent.bottom }
+            width: 5
+            color: seamArea.containsMouse || seamArea.pressed ? Style.separator : "transparent"
+            Rectangle {
+                anchors { horizontalCenter: parent.horizontalCenter; top: parent.top; bottom: parent.bottom }
+                width: 1
+                color: Style.separator
+            }
+            MouseArea {
+                id: seamArea
+                anchors.fill: parent
+                anchors.leftMargin: -2
+                anchors.rightMargin: -2
+                hoverEnabled: true
+                cursorShape: Qt.SplitHCursor
+                onPositionChanged: mouse => {
+                    if (pressed)
+                        mainWindow.dragSeam(mapToItem(columns, mouse.x, 0).x, columns.width)
+                }
+                onDoubleClicked: mainWindow.resetSeam()
             }
         }
+
+        Rectangle {
+            id: pane
+            objectName: "pane"
+            visible: mainWindow.paneOpen
+            anchors { left: seam.right; right: parent.right; top: parent.top; bottom: parent.bottom }
+            color: Style.surface
+            Loader {
+                id: paneLoader
+                anchors.fill: parent
+                sourceComponent: {
+                    switch (mainWindow.paneContent) {
+                    case "draft": return draftComponent
+                    case "screen": return screenComponent
+                    case "item": return itemComponent
+                    default: return placeholderComponent
+                    }
+                }
+            }
+        }
+
+        OfflineBadge {
+            objectName: "offlineBadge"
+            visible: store.isOffline
+            anchors { right: left.right; bottom: parent.bottom; margins: Style.padding }
+            text: mainWindow.offlineText
+            toolTipText: mainWindow.offlineToolTip
+        }
+        FlashBadge {
+            objectName: "flashBadge"
+            visible: store.flash.length > 0
+            anchors { horizontalCenter: left.horizontalCenter; top: parent.top; topMargin: Style.spacing }
+            message: store.flash
+        }
+        UndoToast {
+            objectName: "undoToast"
+            visible: mainWindow.undo.hasOffer
+            anchors { horizontalCenter: parent.horizontalCenter; bottom: parent.bottom; bottomMargin: Style.padding }
+            message: mainWindow.undo.message
+            onUndo: mainWindow.undoLast()
+            onDismissed: mainWindow.undo.clear()
+        }
+    }
+
+    Component {
+        id: draftComponent
+        DraftPane {
+            Component.onCompleted: mainWindow.fillDraft(editor)
+            Connections {
+                target: mainWindow
+                function onDraftFilled() { mainWindow.fillDraft(editor) }
+            }
+            onDone: mainWindow.closeDraft(true)
+            onCancelled: mainWindow.closeDraft(false)
+        }
+    }
+    Component {
+        id: screenComponent
+        ScreenPane {}
+    }
+    Component {
+        id: itemComponent
+        ItemDetail {
+            store: app.store
+            itemId: store.selection
+            onDeleteRequested: id => mainWindow.deleteWithUndo(id)
+        }
+    }
+    Component {
+        id: placeholderComponent
+        Item {
+            EmptyState {
+                objectName: "panePlaceholder"
+                anchors.centerIn: parent
+                width: Math.min(parent.width - 2 * Style.padding, 300)
+                title: "Nothing selected"
+                description: "Pick something on the left to see its details."
+                iconSource: "qrc:/velmora/icons/sidebar.svg"
+            }
+        }
+    }
+
+    MainDialogs {}
+
+    Shortcut {
+        sequences: [StandardKey.New, "Ctrl+Return", "Ctrl+Enter"]
+        onActivated: mainWindow.openNewTask()
     }
 }

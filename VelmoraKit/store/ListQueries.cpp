@@ -326,8 +326,37 @@ void ViewState::clearFilters() {
     setSearch(QString());
 }
 
+namespace {
+template <typename E>
+QString optionalText(const std::optional<E>& value) {
+    return value ? Wire::string(*value) : QString();
+}
+} // namespace
+
 QString ViewState::sectionFilterText() const {
-    return m_view.sectionFilter ? Wire::string(*m_view.sectionFilter) : QString();
+    return optionalText(m_view.sectionFilter);
+}
+
+QString ViewState::priorityFilterText() const {
+    return optionalText(m_view.priorityFilter);
+}
+
+QString ViewState::channelFilterText() const {
+    return optionalText(m_view.channelFilter);
+}
+
+void ViewState::setPriorityFilterText(const QString& text) {
+    if (text.isEmpty())
+        return setPriorityFilter(std::nullopt);
+    if (const auto priority = Wire::parse<Priority>(text))
+        setPriorityFilter(*priority);
+}
+
+void ViewState::setChannelFilterText(const QString& text) {
+    if (text.isEmpty())
+        return setChannelFilter(std::nullopt);
+    if (const auto channel = Wire::parse<Channel>(text))
+        setChannelFilter(*channel);
 }
 
 void ViewState::setSectionFilterText(const QString& text) {

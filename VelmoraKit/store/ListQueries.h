@@ -88,6 +88,11 @@ class ViewState : public QObject {
     // The section's wire name, or "" for every section.
     Q_PROPERTY(QString sectionFilter READ sectionFilterText WRITE setSectionFilterText NOTIFY
                    sectionFilterChanged)
+    // Wire names, or "" for any.
+    Q_PROPERTY(QString priorityFilter READ priorityFilterText WRITE setPriorityFilterText NOTIFY
+                   priorityFilterChanged)
+    Q_PROPERTY(QString channelFilter READ channelFilterText WRITE setChannelFilterText NOTIFY
+                   channelFilterChanged)
     Q_PROPERTY(
         bool flaggedFilter READ flaggedFilter WRITE setFlaggedFilter NOTIFY flaggedFilterChanged)
     Q_PROPERTY(bool isFiltered READ isFiltered NOTIFY changed)
@@ -108,6 +113,8 @@ public:
     QString sectionFilterText() const;
     std::optional<Channel> channelFilter() const { return m_view.channelFilter; }
     std::optional<Priority> priorityFilter() const { return m_view.priorityFilter; }
+    QString priorityFilterText() const;
+    QString channelFilterText() const;
     bool flaggedFilter() const { return m_view.flaggedFilter; }
 
     void setSearch(const QString& text);
@@ -121,6 +128,9 @@ public:
     void setSectionFilterText(const QString& text);
     void setChannelFilter(std::optional<Channel> value);
     void setPriorityFilter(std::optional<Priority> value);
+    // "" clears; unknown text is ignored.
+    void setPriorityFilterText(const QString& text);
+    void setChannelFilterText(const QString& text);
     void setFlaggedFilter(bool value);
 
     bool isFiltered() const { return ListQueries::isFiltered(m_view); }

@@ -80,7 +80,7 @@ public:
     void startConnectivityMonitor();
     // What the connectivity monitor reports, on the main thread.
     void pathUpdated(bool satisfied);
-    void clearError();
+    Q_INVOKABLE void clearError();
     void clearLimitMessage();
     void adopt(const LoadResult& loaded);
     // Refreshes, syncs and conflict answers run one at a time through here. The job is

@@ -166,7 +166,7 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(!store->document().items.isEmpty(), 10000);
         QQuickWindow* main = shell.app->mainWindow();
         QTRY_COMPARE_WITH_TIMEOUT(
-            shell.find(main, QStringLiteral("mainList"))->property("count"),
+            shell.find(main, QStringLiteral("itemList"))->property("count"),
             QVariant(int(store->visibleItems(QDateTime::currentDateTime()).size())), 5000);
         screenshot(main, QStringLiteral("main-window"));
 

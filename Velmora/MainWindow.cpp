@@ -1,0 +1,467 @@
+#include "MainWindow.h"
+
+#include "DeleteUndo.h"
+#include "MainScreen.h"
+#include "OfflineBadge.h"
+#include "Panes.h"
+#include "WireFormats.h"
+
+#include <QPointer>
+
+#include "DraftEditor.h"
+
+namespace {
+QDateTime now() {
+    return QDateTime::currentDateTime();
+}
+} // namespace
+
+MainWindow::MainWindow(Store& store, PaneRouter& router, Preferences& prefs, Clipboard& clipboard,
+                       SmartAdd::Call smartInsert, QObject* parent)
+    : QObject(parent)
+    , m_store(store)
+    , m_router(router)
+    , m_prefs(prefs)
+    , m_clipboard(clipboard)
+    , m_smartInsert(std::move(smartInsert))
+    , m_undo(UndoCenter::standardWindow)
+    , m_rows(this) {
+    connect(&m_store, &Store::documentChanged, this, &MainWindow::recompute);
+    connect(m_store.view(), &ViewState::changed, this, &MainWindow::recompute);
+    connect(&m_store, &Store::selectionChanged, this, [this] {
+        Q_EMIT currentRowChanged();
+        Q_EMIT paneContentChanged();
+    });
+    for (const auto signal :
+         {&Store::lastRefreshChanged, &Store::isOfflineChanged, &Store::queuedEditsChanged,
+          &Store::lastSyncedAtChanged, &Store::pendingConflictChanged})
+        connect(&m_store, signal, this, &MainWindow::labelsChanged);
+    connect(&m_store, &Store::proposalChanged, this, &MainWindow::proposalChanged);
+    connect(&m_store, &Store::limitMessageChanged, this, &MainWindow::takeLimitMessage);
+    connect(&m_router, &PaneRouter::screenChanged, this, [this] {
+        if (m_router.screen())
+            setPaneOpen(true);
+        Q_EMIT paneContentChanged();
+    });
+    m_midnight.setSingleShot(true);
+    connect(&m_midnight, &QTimer::timeout, this, &MainWindow::recompute);
+    m_proposalStamp = m_store.proposal() ? m_store.proposal()->createdAt : std::nullopt;
+    recompute();
+    takeLimitMessage();
+}
+
+// --- the add row ---
+
+QVariant MainWindow::newDueValue() const {
+    return m_newDue ? QVariant(*m_newDue) : QVariant();
+}
+
+QString MainWindow::priorityToolTip() const {
+    return MainScreen::priorityToolTip(m_newPriority);
+}
+
+void MainWindow::setNewTitle(const QString& text) {
+    if (text == m_newTitle)
+        return;
+    m_newTitle = text;
+    Q_EMIT addRowChanged();
+}
+
+void MainWindow::setNewSection(Section section) {
+    if (section == m_newSection)
+        return;
+    m_newSection = section;
+    Q_EMIT addRowChanged();
+}
+
+void MainWindow::setNewSectionText(const QString& text) {
+    if (const auto section = Wire::parse<Section>(text))
+        setNewSection(*section);
+}
+
+void MainWindow::setNewWho(const QString& text) {
+    if (text == m_newWho)
+        return;
+    m_newWho = text;
+    Q_EMIT addRowChanged();
+}
+
+void MainWindow::setNewDue(const std::optional<QDateTime>& due) {
+    if (due == m_newDue)
+        return;
+    m_newDue = due;
+    Q_EMIT addRowChanged();
+}
+
+void MainWindow::setNewDueValue(const QVariant& value) {
+    const QDateTime at = value.toDateTime();
+    setNewDue(at.isValid() ? std::optional(QDateTime(at.date(), QTime(0, 0))) : std::nullopt);
+}
+
+void MainWindow::setNewPriority(Priority priority) {
+    if (priority == m_newPriority)
+        return;
+    m_newPriority = priority;
+    Q_EMIT addRowChanged();
+}
+
+void MainWindow::cyclePriority() {
+    setNewPriority(MainScreen::nextPriority(m_newPriority));
+}
+
+void MainWindow::submit() {
+    const QString title = MainScreen::trimmedTitle(m_newTitle);
+    if (title.isEmpty())
+        return;
+    const Section section = m_newSection;
+    const Priority priority = m_newPriority;
+    const std::optional<QDateTime> due = m_newDue;
+    const std::optional<QString> who = MainScreen::trimmedOrNone(m_newWho);
+    // Reset before the add is even sent, so the next task can be typed at once.
+    m_newTitle.clear();
+    m_newPriority = Priority::medium;
+    m_newSection = Section::action;
+    m_newWho.clear();
+    m_newDue.reset();
+    Q_EMIT addRowChanged();
+    m_store.add(title, std::nullopt, who, section, due, priority, {}, LocalID::make());
+}
+
+// --- the pane ---
+
+void MainWindow::setPaneOpen(bool open) {
+    if (open == m_paneOpen)
+        return;
+    m_paneOpen = open;
+    Q_EMIT paneOpenChanged();
+}
+
+QString MainWindow::detailsLabel() const {
+    return MainScreen::detailsButtonLabel(m_paneOpen);
+}
+
+QString MainWindow::detailsToolTip() const {
+    return MainScreen::detailsButtonToolTip(m_paneOpen);
+}
+
+QString MainWindow::paneContent() const {
+    const PaneContent content = PaneContents::resolve(
+        m_draftOpen, m_router.screen().has_value(), m_store.item(m_store.selection()).has_value());
+    switch (content) {
+    case PaneContent::draft:
+        return QStringLiteral("draft");
+    case PaneContent::screen:
+        return QStringLiteral("screen");
+    case PaneContent::item:
+        return QStringLiteral("item");
+    case PaneContent::placeholder:
+        break;
+    }
+    return QStringLiteral("placeholder");
+}
+
+void MainWindow::setAiTab(const QString& tab) {
+    if (tab == m_aiTab)
+        return;
+    m_aiTab = tab;
+    Q_EMIT aiTabChanged();
+}
+
+void MainWindow::openDraft(std::optional<SmartDraft> draft, std::optional<QString> notice) {
+    m_smartDraft = std::move(draft);
+    m_smartNotice = std::move(notice);
+    m_draftOpen = true;
+    Q_EMIT draftChanged();
+    Q_EMIT paneContentChanged();
+    setPaneOpen(true);
+}
+
+void MainWindow::openNewTask() {
+    // A form already open keeps what was typed into it.
+    if (m_draftOpen && !m_smartDraft) {
+        setPaneOpen(true);
+        return;
+    }
+    openDraft(std::nullopt, std::nullopt);
+    Q_EMIT draftFilled();
+}
+
+void MainWindow::closeDraft(bool added) {
+    if (added && !m_smartDraft)
+        setNewTitle({});
+    m_draftOpen = false;
+    m_smartDraft.reset();
+    m_smartNotice.reset();
+    Q_EMIT draftChanged();
+    Q_EMIT paneContentChanged();
+}
+
+ItemForms::DraftSeed MainWindow::draftSeed() const {
+    ItemForms::DraftSeed seed;
+    seed.notice = m_smartNotice;
+    if (!m_smartDraft) {
+        // Whatever was typed into the add row carries over into the bigger form.
+        seed.title = m_newTitle;
+        seed.priority = m_newPriority;
+        return seed;
+    }
+    seed.title = m_smartDraft->title;
+    seed.note = m_smartDraft->details.value_or(QString());
+    seed.source = m_smartDraft->who.value_or(QString());
+    seed.due = m_smartDraft->due;
+    seed.priority = m_smartDraft->priority;
+    seed.section = m_smartDraft->section;
+    seed.links = m_smartDraft->links;
+    return seed;
+}
+
+void MainWindow::fillDraft(QObject* editor) const {
+    if (auto* form = qobject_cast<DraftEditor*>(editor))
+        form->fill(draftSeed());
+}
+
+void MainWindow::setSmartBusy(bool busy) {
+    if (busy == m_smartBusy)
+        return;
+    m_smartBusy = busy;
+    Q_EMIT smartBusyChanged();
+}
+
+void MainWindow::smartAdd() {
+    if (!m_smartBusy)
+        runSmartAdd();
+}
+
+QCoro::Task<> MainWindow::runSmartAdd() {
+    QPointer<MainWindow> self(this);
+    setSmartBusy(true);
+    m_smartNotice.reset();
+    Q_EMIT draftChanged();
+    auto running = SmartAdd::run(m_clipboard.text(), m_smartInsert);
+    const SmartAdd::Result result = co_await std::move(running);
+    if (!self)
+        co_return;
+    // The form opens in every outcome, so the copied text is never lost.
+    openDraft(result.draft, result.notice);
+    Q_EMIT draftFilled();
+    setSmartBusy(false);
+}
+
+void MainWindow::showScreen(const QString& screen) {
+    m_router.setScreenText(screen);
+}
+
+void MainWindow::openAI() {
+    if (m_store.proposal() && !m_store.proposal()->deltas.isEmpty())
+        setAiTab(QStringLiteral("updates"));
+    m_router.setScreen(PaneScreen::ai);
+}
+
+void MainWindow::deferProposal() {
+    if (m_store.proposal())
+        m_deferredStamp = m_store.proposal()->createdAt;
+    m_router.setScreen(std::nullopt);
+}
+
+void MainWindow::proposalChanged() {
+    const auto stamp = m_store.proposal() ? m_store.proposal()->createdAt : std::nullopt;
+    Q_EMIT labelsChanged();
+    if (stamp == m_proposalStamp)
+        return;
+    m_proposalStamp = stamp;
+    // A new proposal opens itself, unless it is the one put off with "Later".
+    if (!stamp || stamp == m_deferredStamp)
+        return;
+    setAiTab(QStringLiteral("updates"));
+    m_router.setScreen(PaneScreen::ai);
+    setPaneOpen(true);
+}
+
+void MainWindow::dragSeam(double x, double width) {
+    if (width <= 0)
+        return;
+    m_prefs.setPaneFraction(1.0 - x / width);
+}
+
+void MainWindow::resetSeam() {
+    if (m_paneOpen)
+        m_prefs.setPaneFraction(PaneSplit::defaultFraction);
+}
+
+double MainWindow::paneWidth(double total, double fraction) {
+    return PaneSplit::paneWidth(total, fraction, 380, 340);
+}
+
+// --- the list ---
+
+void MainWindow::recompute() {
+    const QDateTime at = now();
+    const ViewSettings& view = m_store.view()->settings();
+    MainScreen::Rows rows = MainScreen::rows(m_store.visibleItems(at), view, at);
+    const QString selection = MainScreen::followSelection(m_store.selection(), rows.items);
+    m_dueNowLate = rows.dueNowLate;
+    m_rows.setRows(std::move(rows.items), std::move(rows.placements), at);
+    m_store.setSelection(selection);
+    Q_EMIT currentRowChanged();
+    Q_EMIT paneContentChanged();
+    Q_EMIT labelsChanged();
+    scheduleMidnight();
+}
+
+void MainWindow::scheduleMidnight() {
+    const QDateTime at = now();
+    const QDateTime next(at.date().addDays(1), QTime(0, 0, 1));
+    m_midnight.start(std::chrono::milliseconds(qMax<qint64>(1000, at.msecsTo(next))));
+}
+
+void MainWindow::clickChip(const QString& section) {
+    const auto chip = Wire::parse<Section>(section);
+    m_store.view()->setSectionFilter(
+        MainScreen::chipClicked(m_store.view()->sectionFilter(), chip));
+}
+
+void MainWindow::select(int row) {
+    if (row >= 0 && row < m_rows.count())
+        m_store.setSelection(m_rows.items().at(row).id);
+}
+
+void MainWindow::moveSelection(int delta) {
+    if (m_rows.count() == 0)
+        return;
+    const int row = currentRow();
+    select(row < 0 ? 0 : std::clamp(row + delta, 0, m_rows.count() - 1));
+}
+
+void MainWindow::toggle(const QString& id) {
+    if (const auto item = m_store.item(id))
+        m_store.toggle(*item);
+}
+
+void MainWindow::toggleSelected() {
+    toggle(m_store.selection());
+}
+
+void MainWindow::flag(const QString& id) {
+    if (const auto item = m_store.item(id))
+        m_store.setFlagged(*item, !item->flagged);
+}
+
+void MainWindow::copyTitle(const QString& id) {
+    const auto item = m_store.item(id);
+    if (!item)
+        return;
+    m_clipboard.setText(item->title);
+}
+
+void MainWindow::deleteWithUndo(const QString& id) {
+    if (const auto item = m_store.item(id))
+        DeleteUndo::remove(&m_store, &m_undo, *item);
+}
+
+void MainWindow::deleteSelected() {
+    deleteWithUndo(m_store.selection());
+}
+
+void MainWindow::undoLast() {
+    DeleteUndo::undo(&m_store, &m_undo);
+}
+
+// --- words ---
+
+QString MainWindow::subtitle() const {
+    const QDateTime at = now();
+    return MainScreen::subtitle(m_store.dueCount(at), m_store.overdueCount(at));
+}
+
+QVariantList MainWindow::chips() const {
+    QVariantList out;
+    const auto counts = m_store.sectionCounts(now());
+    for (const MainScreen::Chip& chip : MainScreen::chips(m_store.view()->sectionFilter(), counts))
+        out.append(QVariantMap{
+            {QStringLiteral("title"), chip.title},
+            {QStringLiteral("section"), chip.section ? Wire::string(*chip.section) : QString()},
+            {QStringLiteral("count"), chip.count.value_or(-1)},
+            {QStringLiteral("selected"), chip.selected},
+            {QStringLiteral("toolTip"), chip.toolTip},
+            {QStringLiteral("accessibleName"), chip.accessibleName},
+        });
+    return out;
+}
+
+QString MainWindow::filterSummary() const {
+    return MainScreen::filterSummary(m_store.view()->settings());
+}
+
+bool MainWindow::menuFilterActive() const {
+    return MainScreen::menuFilterActive(m_store.view()->settings());
+}
+
+QVariantMap MainWindow::emptyState() const {
+    const auto state = MainScreen::emptyState(m_store.isFiltered(), m_store.view()->showAll());
+    return {{QStringLiteral("title"), state.title},
+            {QStringLiteral("description"), state.description},
+            {QStringLiteral("button"), state.button}};
+}
+
+QString MainWindow::aiButtonLabel() const {
+    return MainScreen::aiButtonLabel(m_store.proposal());
+}
+
+QString MainWindow::aiButtonToolTip() const {
+    return MainScreen::aiButtonToolTip(m_store.proposal());
+}
+
+QString MainWindow::refreshToolTip() const {
+    const QDateTime at = m_store.lastRefresh();
+    return MainScreen::refreshToolTip(at.isValid() ? std::optional(at) : std::nullopt);
+}
+
+QString MainWindow::sortOrderToolTip() const {
+    return MainScreen::sortOrderToolTip(m_store.view()->sortAscending());
+}
+
+QString MainWindow::hideDoneToolTip() const {
+    return MainScreen::hideDoneToolTip(m_store.document().settings.hideDone);
+}
+
+QString MainWindow::offlineText() const {
+    const QDateTime synced = m_store.lastSyncedAt();
+    return OfflineBadge::text(m_store.queuedEdits(),
+                              synced.isValid() ? std::optional(synced) : std::nullopt);
+}
+
+QString MainWindow::offlineToolTip() const {
+    return OfflineBadge::tooltip();
+}
+
+QString MainWindow::keepMineLabel() const {
+    return MainScreen::keepMineLabel(
+        m_store.pendingConflict() ? m_store.pendingConflict()->queuedEdits : 0);
+}
+
+// --- dialogs ---
+
+void MainWindow::keepMine() {
+    m_store.resolveConflictKeepingMine();
+}
+
+void MainWindow::keepOnline() {
+    m_store.resolveConflictKeepingOnline();
+}
+
+void MainWindow::takeLimitMessage() {
+    if (m_store.limitMessage().isEmpty())
+        return;
+    const QString reason = m_store.takeLimitMessage();
+    if (reason == m_limitReason)
+        return;
+    m_limitReason = reason;
+    Q_EMIT limitReasonChanged();
+}
+
+void MainWindow::clearLimitReason() {
+    if (m_limitReason.isEmpty())
+        return;
+    m_limitReason.clear();
+    Q_EMIT limitReasonChanged();
+}
