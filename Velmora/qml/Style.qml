@@ -30,6 +30,14 @@ QtObject {
     readonly property int titleFont: 17
     readonly property int heroFont: 28
 
+    // Forms
+    readonly property color destructive: dark ? "#f0877e" : "#b3261e"
+    readonly property color formBar: dark ? "#23262c" : "#f0efeb"
+    // Text on the accent; a name that starts with "on" and a capital reads as a handler.
+    readonly property color accentText: dark ? "#111318" : "#ffffff"
+    readonly property int formLabelWidth: 72
+    readonly property int noteMinHeight: 110
+
     function sectionColor(section) {
         return section === "waiting" ? sectionWaiting
              : section === "note" ? sectionNote : sectionAction

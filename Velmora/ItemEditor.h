@@ -1,0 +1,156 @@
+#pragma once
+
+#include "ItemForms.h"
+#include "Store.h"
+
+#include <QObject>
+#include <QPointer>
+#include <QVariant>
+#include <QVariantList>
+
+#include <optional>
+
+// The right pane's editor of one item. Its edits stay apart from the item until "Save": a
+// change of the item from outside leaves them as they are (the form never changes under its
+// reader) and only makes the form dirty; a move to another item drops them.
+class ItemEditor : public QObject {
+    Q_OBJECT
+    Q_PROPERTY(Store* store READ store WRITE setStore NOTIFY storeChanged)
+    Q_PROPERTY(QString itemId READ itemId WRITE setItemId NOTIFY itemIdChanged)
+    // The edit fields. `due` is null or the local start of a day; `priority` its wire word;
+    // `links` a list of {label, url}.
+    Q_PROPERTY(QString title READ title WRITE setTitle NOTIFY titleChanged)
+    Q_PROPERTY(QString note READ note WRITE setNote NOTIFY noteChanged)
+    Q_PROPERTY(QString source READ source WRITE setSource NOTIFY sourceChanged)
+    Q_PROPERTY(QVariant due READ due WRITE setDue NOTIFY dueChanged)
+    Q_PROPERTY(QString priority READ priority WRITE setPriority NOTIFY priorityChanged)
+    Q_PROPERTY(QVariantList links READ links NOTIFY linksChanged)
+    Q_PROPERTY(QString newLabel READ newLabel WRITE setNewLabel NOTIFY newLabelChanged)
+    Q_PROPERTY(QString newURL READ newURL WRITE setNewURL NOTIFY newURLChanged)
+    // Derived from the fields and the item.
+    Q_PROPERTY(bool canAddLink READ canAddLink NOTIFY derivedChanged)
+    Q_PROPERTY(bool hasRoomForLink READ hasRoomForLink NOTIFY derivedChanged)
+    Q_PROPERTY(bool dirty READ dirty NOTIFY derivedChanged)
+    Q_PROPERTY(bool canSave READ canSave NOTIFY derivedChanged)
+    Q_PROPERTY(bool titleLimitReached READ titleLimitReached NOTIFY derivedChanged)
+    Q_PROPERTY(QString limitLine READ limitLine CONSTANT)
+    Q_PROPERTY(int maxLinks READ maxLinks CONSTANT)
+    Q_PROPERTY(QVariantList priorityChoices READ priorityChoices CONSTANT)
+    // The item as it stands in the Store.
+    Q_PROPERTY(bool exists READ exists NOTIFY itemChanged)
+    Q_PROPERTY(QString sectionLabel READ sectionLabel NOTIFY itemChanged)
+    Q_PROPERTY(QString addedLabel READ addedLabel NOTIFY itemChanged)
+    Q_PROPERTY(bool isAI READ isAI NOTIFY itemChanged)
+    Q_PROPERTY(QString shareStatus READ shareStatus NOTIFY itemChanged)
+    Q_PROPERTY(bool done READ done NOTIFY itemChanged)
+    // The form's own moments.
+    Q_PROPERTY(bool confirmingDelete READ confirmingDelete WRITE setConfirmingDelete NOTIFY
+                   confirmingDeleteChanged)
+    Q_PROPERTY(bool sending READ sending WRITE setSending NOTIFY sendingChanged)
+
+public:
+    explicit ItemEditor(QObject* parent = nullptr);
+    // Makes the type known to QML as Velmora.Forms 1.0 ItemEditor; once is enough.
+    static void registerType();
+
+    Store* store() const { return m_store; }
+    void setStore(Store* store);
+    const QString& itemId() const { return m_itemId; }
+    void setItemId(const QString& id);
+
+    const ItemForms::ItemEdits& edits() const { return m_edits; }
+    const std::optional<Item>& item() const { return m_item; }
+    const QString& title() const { return m_edits.title; }
+    void setTitle(const QString& text);
+    const QString& note() const { return m_edits.note; }
+    void setNote(const QString& text);
+    const QString& source() const { return m_edits.source; }
+    void setSource(const QString& text);
+    QVariant due() const;
+    void setDue(const QVariant& value);
+    void setDueDay(const std::optional<QDateTime>& due);
+    QString priority() const { return Wire::string(m_edits.priority); }
+    void setPriority(const QString& wire);
+    QVariantList links() const;
+    const QString& newLabel() const { return m_newLabel; }
+    void setNewLabel(const QString& text);
+    const QString& newURL() const { return m_newURL; }
+    void setNewURL(const QString& text);
+
+    bool canAddLink() const;
+    bool hasRoomForLink() const { return m_edits.links.size() < FieldLimits::links; }
+    bool dirty() const;
+    bool canSave() const;
+    bool titleLimitReached() const;
+    QString limitLine() const { return ItemForms::limitReachedLine(FieldLimits::title); }
+    int maxLinks() const { return FieldLimits::links; }
+    QVariantList priorityChoices() const { return priorityChoiceList(); }
+    // {value: wire word, label: "Low"…} from low to high, the order the picker reads in.
+    static QVariantList priorityChoiceList();
+
+    bool exists() const { return m_item.has_value(); }
+    QString sectionLabel() const;
+    QString addedLabel() const;
+    bool isAI() const { return m_item && m_item->origin == Origin::ai; }
+    QString shareStatus() const;
+    bool done() const { return m_item && m_item->isDone(); }
+
+    bool confirmingDelete() const { return m_confirmingDelete; }
+    void setConfirmingDelete(bool value);
+    bool sending() const { return m_sending; }
+    void setSending(bool value);
+
+    // "Revert": the fields take the item's values as the Store has them now.
+    Q_INVOKABLE void reset();
+    Q_INVOKABLE void addLink();
+    Q_INVOKABLE void removeLink(int index);
+    // Writes the edits in the background; the form turns clean as the Store applies them.
+    Q_INVOKABLE void save();
+    Q_INVOKABLE void toggle();
+    // "Set a date…": the start of today.
+    Q_INVOKABLE void setDateToToday();
+    Q_INVOKABLE void clearDate();
+    // The edited note on the clipboard, as plain text.
+    Q_INVOKABLE void copyNote() const;
+    // The confirmation's "Delete": the window deletes with undo.
+    Q_INVOKABLE void confirmDelete();
+    // The send popover reports a sent task: the list catches up in the background.
+    Q_INVOKABLE void taskSent();
+
+Q_SIGNALS:
+    void storeChanged();
+    void itemIdChanged();
+    void titleChanged();
+    void noteChanged();
+    void sourceChanged();
+    void dueChanged();
+    void priorityChanged();
+    void linksChanged();
+    void newLabelChanged();
+    void newURLChanged();
+    void derivedChanged();
+    void itemChanged();
+    void confirmingDeleteChanged();
+    void sendingChanged();
+    void deleteRequested(const QString& id);
+
+private:
+    void lookUp();
+    // The item looked up afresh; the fields stay.
+    void followStore();
+    void setEdits(const ItemForms::ItemEdits& edits);
+    void setLinks(QList<ItemLink> links);
+    void updateDerived();
+
+    QPointer<Store> m_store;
+    QMetaObject::Connection m_documentConnection;
+    QString m_itemId;
+    std::optional<Item> m_item;
+    ItemForms::ItemEdits m_edits;
+    QString m_newLabel;
+    QString m_newURL;
+    bool m_confirmingDelete = false;
+    bool m_sending = false;
+    // What the derived properties last said, so derivedChanged fires on real change only.
+    QList<bool> m_derived;
+};
