@@ -4,6 +4,7 @@
 #include "ItemEditor.h"
 #include "WireFormats.h"
 
+#include <QVariantMap>
 #include <QtQml>
 
 using namespace ItemForms;
@@ -138,27 +139,6 @@ void DraftEditor::fill(const DraftSeed& seed) {
     m_links = seed.links;
     m_notice = seed.notice;
     Q_EMIT filled();
-}
-
-void DraftEditor::fillFrom(const QVariantMap& map) {
-    DraftSeed seed;
-    seed.title = map.value(QStringLiteral("title")).toString();
-    seed.note = map.value(QStringLiteral("note")).toString();
-    seed.source = map.value(QStringLiteral("source")).toString();
-    if (const QDateTime due = map.value(QStringLiteral("due")).toDateTime(); due.isValid())
-        seed.due = due;
-    seed.priority = Wire::parse<Priority>(map.value(QStringLiteral("priority")).toString())
-                        .value_or(Priority::medium);
-    seed.section = Wire::parse<Section>(map.value(QStringLiteral("section")).toString())
-                       .value_or(Section::action);
-    for (const QVariant& entry : map.value(QStringLiteral("links")).toList()) {
-        const QVariantMap link = entry.toMap();
-        seed.links.append({link.value(QStringLiteral("label")).toString(),
-                           QUrl(link.value(QStringLiteral("url")).toString())});
-    }
-    if (const QString notice = map.value(QStringLiteral("notice")).toString(); !notice.isEmpty())
-        seed.notice = notice;
-    fill(seed);
 }
 
 void DraftEditor::add() {

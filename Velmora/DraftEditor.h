@@ -7,7 +7,6 @@
 #include <QPointer>
 #include <QVariant>
 #include <QVariantList>
-#include <QVariantMap>
 
 // The right pane's new-task form. It starts from the add row's text or from a Smart Add
 // draft; the draft's links come along as they are and can't be edited before the item
@@ -67,9 +66,6 @@ public:
 
     // The form rebuilt from a new start; texts are held to their limits.
     void fill(const ItemForms::DraftSeed& seed);
-    // The same from QML: {title, note, source, due, priority, section, links: [{label, url}],
-    // notice}, each optional.
-    Q_INVOKABLE void fillFrom(const QVariantMap& seed);
     // "Add": the trimmed title and the rest go to the Store in the background; `done` follows
     // when it took.
     Q_INVOKABLE void add();

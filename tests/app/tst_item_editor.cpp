@@ -240,6 +240,9 @@ private Q_SLOTS:
             // The form opens with the title field taking the keys.
             QTRY_VERIFY_WITH_TIMEOUT(
                 root->findChild<QQuickItem*>(QStringLiteral("titleField"))->hasActiveFocus(), 2000);
+            QSignalSpy cancelled(root.get(), SIGNAL(cancelled()));
+            QTest::keyClick(&window, Qt::Key_Escape);
+            QCOMPARE(cancelled.count(), 1);
             return;
         }
         QVERIFY(editor->property("dirty").toBool());
