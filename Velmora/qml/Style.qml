@@ -42,4 +42,52 @@ QtObject {
         return section === "waiting" ? sectionWaiting
              : section === "note" ? sectionNote : sectionAction
     }
+
+    // List
+    readonly property int rowHeight: 34
+    readonly property int rowRadius: 6
+    readonly property color selection: dark ? "#2b3956" : "#dce5f7"
+    // The tick on a done item's round check (white on green, dark on the dark scheme's green).
+    readonly property color checkMark: dark ? "#111318" : "#ffffff"
+    readonly property color controlHover: dark ? "#3b4049" : "#e2e0db"
+    readonly property color seam: dark ? "#33373f" : "#e2e0db"
+    readonly property color seamActive: dark ? "#4b5362" : "#c6c3bc"
+    readonly property color star: dark ? "#f0c14b" : "#c58a0c"
+    readonly property color flag: dark ? "#f28c5e" : "#d0521b"
+    readonly property color aiMark: dark ? "#b9a0f4" : "#7651c4"
+    readonly property color warningFill: dark ? "#3a3125" : "#fcefdc"
+    readonly property color warningBorder: dark ? "#5b4a2f" : "#f0d5ab"
+    readonly property color chipFill: dark ? "#2a2e35" : "#ebe9e4"
+    readonly property color chipHover: dark ? "#343841" : "#e1dfd9"
+    readonly property color chipText: text
+    readonly property color chipCount: secondaryText
+    readonly property color chipSelectedFill: accent
+    readonly property color chipSelectedText: dark ? "#111318" : "#ffffff"
+    readonly property color linkFill: dark ? "#28324a" : "#e7edf9"
+    readonly property color linkHover: dark ? "#31405f" : "#d9e3f6"
+    readonly property color linkText: accent
+    readonly property color badgeFill: dark ? "#2b2f37" : "#ffffff"
+    readonly property color badgeBorder: separator
+    readonly property color toastFill: dark ? "#3a3f49" : "#2b2f36"
+    readonly property color toastText: dark ? "#eeece8" : "#f3f1ed"
+    readonly property color toastAction: dark ? "#a9c2f7" : "#a9c2f7"
+    readonly property color toastActionHover: dark ? "#4a505b" : "#3b4049"
+
+    readonly property color channelSelf: dark ? "#6cc3b5" : "#2a7d70"
+    readonly property color channelTeams: dark ? "#a7a9f3" : "#5558c0"
+    readonly property color channelEmail: dark ? "#80b7e8" : "#2a6fae"
+    readonly property color channelMeeting: dark ? "#e996bd" : "#ad4677"
+    readonly property color channelOther: secondaryText
+
+    function channelColor(channel) {
+        return channel === "self" ? channelSelf
+             : channel === "teams" ? channelTeams
+             : channel === "email" ? channelEmail
+             : channel === "meeting" ? channelMeeting : channelOther
+    }
+    // The channel's colour, faint, behind its pill.
+    function channelFill(channel) {
+        const c = channelColor(channel)
+        return Qt.rgba(c.r, c.g, c.b, dark ? 0.2 : 0.12)
+    }
 }
