@@ -1,0 +1,310 @@
+#include <QAccessible>
+#include <QDir>
+#include <QQmlComponent>
+#include <QQmlEngine>
+#include <QQuickItem>
+#include <QQuickStyle>
+#include <QQuickWindow>
+#include <QRegularExpression>
+#include <QSignalSpy>
+#include <QStandardPaths>
+#include <QtTest>
+
+#include <memory>
+
+namespace {
+
+const QString qmlRoot = QStringLiteral("qrc:/velmora/qml/");
+
+// A row as the list's model gives it: an open action item with nothing extra.
+QVariantMap plainRow() {
+    return {{"index", 0},
+            {"itemId", "i1"},
+            {"title", "Send the budget"},
+            {"source", "Priya"},
+            {"done", false},
+            {"section", "action"},
+            {"priority", "medium"},
+            {"flagged", false},
+            {"channel", "teams"},
+            {"channelLabel", "Teams"},
+            {"dueLabel", ""},
+            {"overdue", false},
+            {"ai", false},
+            {"firstLinkLabel", ""},
+            {"firstLinkUrl", ""},
+            {"moreLinks", 0},
+            {"sectionRedundant", false}};
+}
+
+QVariantMap with(QVariantMap map, const QVariantMap& changes) {
+    for (auto it = changes.begin(); it != changes.end(); ++it)
+        map.insert(it.key(), it.value());
+    return map;
+}
+
+} // namespace
+
+class TestComponents : public QObject {
+    Q_OBJECT
+
+    std::unique_ptr<QQmlEngine> m_engine;
+    QObject* m_style = nullptr;
+    std::unique_ptr<QQuickWindow> m_host;
+    QList<QObject*> m_made;
+
+    QColor styleColor(const char* name) const { return m_style->property(name).value<QColor>(); }
+
+    // One of the components, from the resources, on the host window.
+    template <typename T = QQuickItem>
+    T* make(const QString& file, const QVariantMap& properties = {}) {
+        QQmlComponent component(m_engine.get(), QUrl(qmlRoot + file));
+        QObject* object = component.createWithInitialProperties(properties);
+        if (!object)
+            qFatal("%s", qPrintable(component.errorString()));
+        m_made.append(object);
+        if (auto* item = qobject_cast<QQuickItem*>(object))
+            item->setParentItem(m_host->contentItem());
+        return qobject_cast<T*>(object);
+    }
+    static QQuickItem* part(QQuickItem* row, const char* name) {
+        auto* item = row->findChild<QQuickItem*>(QString::fromLatin1(name));
+        if (!item)
+            qFatal("no part %s", name);
+        return item;
+    }
+    // A loaded part shows; a Loader that isn't active shows nothing.
+    static bool shows(QQuickItem* item) {
+        if (item->inherits("QQuickLoader"))
+            item = item->property("item").value<QQuickItem*>();
+        return item && item->isVisible();
+    }
+    static QPoint centreOf(QQuickItem* item) {
+        return item->mapToScene(QPointF(item->width() / 2, item->height() / 2)).toPoint();
+    }
+
+private Q_SLOTS:
+    void initTestCase() {
+        QStandardPaths::setTestModeEnabled(true);
+        QQuickStyle::setStyle(QStringLiteral("Fusion"));
+        const int styleId = qmlRegisterSingletonType(QUrl(qmlRoot + QStringLiteral("Style.qml")),
+                                                     "Velmora", 1, 0, "Style");
+        m_engine = std::make_unique<QQmlEngine>();
+        m_style = m_engine->singletonInstance<QObject*>(styleId);
+        QVERIFY(m_style);
+        QQmlComponent host(m_engine.get(), QUrl(qmlRoot + QStringLiteral("VWindow.qml")));
+        m_host.reset(qobject_cast<QQuickWindow*>(host.create()));
+        QVERIFY2(m_host, qPrintable(host.errorString()));
+        m_host->resize(700, 200);
+        m_host->show();
+        QVERIFY(QTest::qWaitForWindowExposed(m_host.get(), 5000));
+    }
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void cleanup() {
+        qDeleteAll(m_made);
+        m_made.clear();
+        m_style->setProperty("dark", false);
+        QTest::mouseMove(m_host.get(), QPoint(699, 199));
+    }
+    void cleanupTestCase() {
+        m_host.reset();
+        m_engine.reset();
+    }
+
+    void componentsLoad_data() {
+        QTest::addColumn<QString>("file");
+        QTest::addColumn<QVariantMap>("properties");
+        QTest::newRow("icon button")
+            << "IconButton.qml" << QVariantMap{{"toolTipText", "Flag as urgent"}};
+        QTest::newRow("stripe") << "SectionStripe.qml" << QVariantMap{{"section", "note"}};
+        QTest::newRow("pill") << "ChannelPill.qml" << QVariantMap{{"label", "Email"}};
+        QTest::newRow("stars") << "PriorityStars.qml" << QVariantMap{{"alwaysShow", true}};
+        QTest::newRow("link") << "LinkChip.qml" << QVariantMap{{"url", "https://example.com"}};
+        QTest::newRow("chip") << "SectionChip.qml" << QVariantMap{{"title", "Notes"}};
+        QTest::newRow("offline") << "OfflineBadge.qml" << QVariantMap{{"text", "Offline"}};
+        QTest::newRow("flash") << "FlashBadge.qml" << QVariantMap{{"message", "Synced"}};
+        QTest::newRow("toast") << "UndoToast.qml" << QVariantMap{{"message", "Deleted “x”"}};
+        QTest::newRow("empty") << "EmptyState.qml" << QVariantMap{{"title", "Nothing here"}};
+        QTest::newRow("row") << "ItemRow.qml" << plainRow();
+        QTest::newRow("menu") << "ItemContextMenu.qml" << QVariantMap{};
+    }
+    // Each loads without a warning and has a size of its own, in both schemes.
+    void componentsLoad() {
+        QFETCH(QString, file);
+        QFETCH(QVariantMap, properties);
+        for (const bool dark : {false, true}) {
+            m_style->setProperty("dark", dark);
+            QObject* object = make<QObject>(file, properties);
+            if (auto* item = qobject_cast<QQuickItem*>(object))
+                QVERIFY(item->implicitWidth() > 0 && item->implicitHeight() > 0);
+        }
+    }
+
+    void rowParts_data() {
+        QTest::addColumn<QVariantMap>("changes");
+        QTest::addColumn<bool>("stripe");
+        QTest::addColumn<bool>("flag");
+        QTest::addColumn<bool>("stars");
+        QTest::addColumn<bool>("ai");
+        QTest::addColumn<bool>("link");
+        QTest::addColumn<QString>("more");
+        QTest::addColumn<QString>("dueColour");
+        QTest::addColumn<QString>("check");
+        const QString open = QStringLiteral("Mark as done");
+        QTest::newRow("plain") << QVariantMap{} << true << false << false << false << false << ""
+                               << "" << open;
+        QTest::newRow("section redundant") << QVariantMap{{"sectionRedundant", true}} << false
+                                           << false << false << false << false << ""
+                                           << "" << open;
+        QTest::newRow("flagged") << QVariantMap{{"flagged", true}} << true << true << false << false
+                                 << false << ""
+                                 << "" << open;
+        QTest::newRow("high") << QVariantMap{{"priority", "high"}} << true << false << true << false
+                              << false << ""
+                              << "" << open;
+        QTest::newRow("low") << QVariantMap{{"priority", "low"}} << true << false << false << false
+                             << false << ""
+                             << "" << open;
+        QTest::newRow("three links") << QVariantMap{{"firstLinkLabel", "Doc"},
+                                                    {"firstLinkUrl", "https://example.com"},
+                                                    {"moreLinks", 2}}
+                                     << true << false << false << false << true << "+2"
+                                     << "" << open;
+        QTest::newRow("due") << QVariantMap{{"dueLabel", "Tomorrow"}} << true << false << false
+                             << false << false << ""
+                             << "secondaryText" << open;
+        QTest::newRow("overdue") << QVariantMap{{"dueLabel", "Yesterday"}, {"overdue", true}}
+                                 << true << false << false << false << false << ""
+                                 << "warning" << open;
+        QTest::newRow("ai, done") << QVariantMap{{"ai", true}, {"done", true}} << true << false
+                                  << false << true << false << ""
+                                  << ""
+                                  << "Mark as not done";
+    }
+    void rowParts() {
+        QFETCH(QVariantMap, changes);
+        QFETCH(bool, stripe);
+        QFETCH(bool, flag);
+        QFETCH(bool, stars);
+        QFETCH(bool, ai);
+        QFETCH(bool, link);
+        QFETCH(QString, more);
+        QFETCH(QString, dueColour);
+        QFETCH(QString, check);
+        QQuickItem* row = make(QStringLiteral("ItemRow.qml"), with(plainRow(), changes));
+        row->setWidth(680);
+
+        QCOMPARE(part(row, "stripe")->isVisible(), stripe);
+        QCOMPARE(shows(part(row, "flag")), flag);
+        QCOMPARE(part(row, "stars")->isVisible(), stars);
+        QCOMPARE(shows(part(row, "aiMark")), ai);
+        QCOMPARE(shows(part(row, "link")), link);
+        QQuickItem* moreLinks = part(row, "moreLinks");
+        QCOMPARE(moreLinks->isVisible() ? moreLinks->property("text").toString() : QString(), more);
+        QQuickItem* due = part(row, "due");
+        QCOMPARE(due->isVisible(), !dueColour.isEmpty());
+        if (!dueColour.isEmpty())
+            QCOMPARE(due->property("color").value<QColor>(), styleColor(qPrintable(dueColour)));
+        QAccessibleInterface* checkButton =
+            QAccessible::queryAccessibleInterface(part(row, "check"));
+        QVERIFY(checkButton);
+        QCOMPARE(checkButton->text(QAccessible::Name), check);
+    }
+
+    // The flag comes with the pointer and stays while it's on the flag itself; the row's
+    // controls and clicks come out as its signals.
+    void rowInteraction() {
+        QQuickItem* row = make(QStringLiteral("ItemRow.qml"), plainRow());
+        row->setWidth(680);
+        QSignalSpy activated(row, SIGNAL(activated()));
+        QSignalSpy toggle(row, SIGNAL(toggleRequested()));
+        QSignalSpy flag(row, SIGNAL(flagRequested()));
+        QSignalSpy menu(row, SIGNAL(contextMenuRequested(qreal, qreal)));
+        QQuickItem* flagSlot = part(row, "flag");
+        QQuickItem* title = part(row, "title");
+
+        QTest::mouseMove(m_host.get(), centreOf(title));
+        QTRY_VERIFY_WITH_TIMEOUT(shows(flagSlot), 2000);
+        QTest::mouseMove(m_host.get(), centreOf(flagSlot));
+        QTest::qWait(20);
+        QVERIFY(shows(flagSlot));
+        QTest::mouseClick(m_host.get(), Qt::LeftButton, {}, centreOf(flagSlot));
+        QTRY_COMPARE_WITH_TIMEOUT(flag.count(), 1, 2000);
+
+        QTest::mouseClick(m_host.get(), Qt::LeftButton, {}, centreOf(part(row, "check")));
+        QTest::mouseClick(m_host.get(), Qt::LeftButton, {}, centreOf(title));
+        QTest::mouseClick(m_host.get(), Qt::RightButton, {}, centreOf(title));
+        QCOMPARE(toggle.count(), 1);
+        QCOMPARE(activated.count(), 1);
+        QCOMPARE(menu.count(), 1);
+        QCOMPARE(menu.at(0).at(0).toReal(), row->mapFromScene(centreOf(title)).x());
+
+        QTest::mouseMove(m_host.get(), QPoint(699, 199));
+        QTRY_VERIFY_WITH_TIMEOUT(!shows(flagSlot), 2000);
+    }
+
+    void contextMenu_data() {
+        QTest::addColumn<bool>("done");
+        QTest::addColumn<bool>("flagged");
+        QTest::addColumn<QStringList>("texts");
+        QTest::newRow("open") << false << false
+                              << QStringList{"Mark as done", "Flag as urgent", "Copy title", "",
+                                             "Delete"};
+        QTest::newRow("done, flagged")
+            << true << true
+            << QStringList{"Mark as not done", "Unflag", "Copy title", "", "Delete"};
+    }
+    void contextMenu() {
+        QFETCH(bool, done);
+        QFETCH(bool, flagged);
+        QFETCH(QStringList, texts);
+        QObject* menu = make<QObject>(QStringLiteral("ItemContextMenu.qml"));
+        QSignalSpy remove(menu, SIGNAL(remove()));
+        menu->setProperty("done", done);
+        menu->setProperty("flagged", flagged);
+        const auto itemAt = [menu](int index) {
+            QQuickItem* item = nullptr;
+            QMetaObject::invokeMethod(menu, "itemAt", Q_RETURN_ARG(QQuickItem*, item),
+                                      Q_ARG(int, index));
+            return item;
+        };
+        QStringList shown;
+        for (int i = 0; i < menu->property("count").toInt(); ++i)
+            shown << itemAt(i)->property("text").toString();
+        QCOMPARE(shown, texts);
+        QMetaObject::invokeMethod(itemAt(int(texts.size()) - 1), "triggered");
+        QCOMPARE(remove.count(), 1);
+    }
+
+    // Everything side by side in both schemes, for a person to look at.
+    void screenshots() {
+        const QString dir = qEnvironmentVariable("VELMORA_SCREENSHOT_DIR");
+        for (const bool dark : {false, true}) {
+            m_style->setProperty("dark", dark);
+            // Beside the components in the resources, so it finds them by name.
+            QQmlComponent component(m_engine.get(),
+                                    QUrl(qmlRoot + QStringLiteral("ComponentGallery.qml")));
+            std::unique_ptr<QQuickWindow> window(qobject_cast<QQuickWindow*>(component.create()));
+            QVERIFY2(window, qPrintable(component.errorString()));
+            QVERIFY(QTest::qWaitForWindowExposed(window.get(), 5000));
+            auto* hoverMe = window->findChild<QQuickItem*>(QStringLiteral("hoverMe"));
+            QVERIFY(hoverMe);
+            // The first move only brings the pointer into the window.
+            QTest::mouseMove(window.get(), QPoint(1, 1));
+            QTest::mouseMove(window.get(), centreOf(hoverMe));
+            QTRY_VERIFY_WITH_TIMEOUT(hoverMe->property("hovered").toBool(), 2000);
+            QTest::qWait(50);
+            const QImage image = window->grabWindow();
+            QVERIFY(!image.isNull());
+            if (!dir.isEmpty()) {
+                QDir().mkpath(dir);
+                const QString name = dark ? QStringLiteral("components-dark.png")
+                                          : QStringLiteral("components-light.png");
+                QVERIFY(image.save(QDir(dir).filePath(name)));
+            }
+        }
+    }
+};
+
+QTEST_MAIN(TestComponents)
+#include "tst_components.moc"
