@@ -106,6 +106,25 @@ void ItemListModel::setRows(QList<Item> items, QList<RowPlacement> placements,
 
     const qsizetype removed = oldCount - head - tail;
     const qsizetype inserted = newCount - head - tail;
+
+    // ListView doesn't move its section headings when a kept row changes group, so a new
+    // grouping starts the rows afresh.
+    bool regrouped = false;
+    for (qsizetype row = 0; row < newCount && !regrouped; ++row) {
+        if (row >= head && row < head + inserted)
+            continue;
+        const qsizetype old = row < head ? row : row - inserted + removed;
+        regrouped = placements[row].group != m_placements[old].group;
+    }
+    if (regrouped) {
+        beginResetModel();
+        m_items = std::move(items);
+        m_placements = std::move(placements);
+        endResetModel();
+        if (newCount != oldCount)
+            Q_EMIT countChanged();
+        return;
+    }
     if (removed > 0) {
         beginRemoveRows({}, int(head), int(head + removed - 1));
         m_items.remove(head, removed);

@@ -43,7 +43,7 @@ ItemDelegate {
                     anchors.centerIn: parent
                     visible: row.done
                     text: "✓"
-                    color: Style.onAccent
+                    color: Style.accentText
                     font.pixelSize: 11
                     font.weight: Font.Bold
                 }

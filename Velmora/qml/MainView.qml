@@ -142,6 +142,7 @@ Item {
     Component {
         id: draftComponent
         DraftPane {
+            store: app.store
             Component.onCompleted: mainWindow.fillDraft(editor)
             Connections {
                 target: mainWindow

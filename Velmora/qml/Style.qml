@@ -13,7 +13,6 @@ QtObject {
     readonly property color secondaryText: dark ? "#9aa0a8" : "#676c73"
     readonly property color separator: dark ? "#3a3e46" : "#dfddd8"
     readonly property color accent: dark ? "#86a8f0" : "#3559b8"
-    readonly property color onAccent: dark ? "#111318" : "#ffffff"
     readonly property color warning: dark ? "#f2b25c" : "#a14f00"
     readonly property color done: dark ? "#6fbf8e" : "#2f8a56"
     readonly property color hover: dark ? "#30343c" : "#eeece8"

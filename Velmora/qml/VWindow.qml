@@ -13,7 +13,7 @@ ApplicationWindow {
     palette.button: Style.raised
     palette.buttonText: Style.text
     palette.highlight: Style.accent
-    palette.highlightedText: Style.onAccent
+    palette.highlightedText: Style.accentText
     palette.placeholderText: Style.secondaryText
     palette.mid: Style.separator
     palette.dark: Style.secondaryText

@@ -246,6 +246,10 @@ private Q_SLOTS:
         set({b, renamed});
         QCOMPARE(changed.size(), 1);
         QCOMPARE(model.data(model.index(1), ItemListModel::TitleRole).toString(), "renamed");
+        // A kept row under another heading resets, so the view's headings follow.
+        QSignalSpy reset(&model, &QAbstractItemModel::modelReset);
+        model.setRows({b, renamed}, {RowPlacement{}, RowPlacement{"Notes", true}}, now);
+        QCOMPARE(reset.size(), 1);
     }
 
     // Return reads the row, empties it at once and the add reaches the server.

@@ -1,12 +1,16 @@
 #include "AppEnvironment.h"
 #include "Await.h"
 #include "LoginItems.h"
+#include "MainWindow.h"
 #include "ServerProcess.h"
 #include "Tray.h"
 #include "VelmoraApp.h"
 #include "VelmoraConfig.h"
+#include "WireFormats.h"
 
+#include <QClipboard>
 #include <QDir>
+#include <QGuiApplication>
 #include <QQuickItem>
 #include <QRegularExpression>
 #include <QStandardPaths>
@@ -63,6 +67,11 @@ struct Shell {
                 return item;
         return nullptr;
     }
+    // Key presses for each (Latin-1) character, to whatever has focus.
+    static void type(QQuickWindow* window, const QString& text) {
+        for (const QChar c : text)
+            QTest::keyClick(window, c.toLatin1());
+    }
     // A real mouse click in the middle of the item.
     static void click(QQuickItem* item) {
         QVERIFY(item->isVisible() && item->isEnabled());
@@ -79,6 +88,24 @@ struct Shell {
         throw std::runtime_error(qPrintable(QStringLiteral("no action ") + text));
     }
 };
+
+// A token file for a fresh account, so a test owns its list.
+QString tokenFileFor(ServerProcess& server, const QTemporaryDir& dir, const QString& user) {
+    const QString path = dir.filePath(user + QStringLiteral(".token"));
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly))
+        throw std::runtime_error("no token file");
+    file.write(server.createUser(user).toUtf8());
+    return path;
+}
+
+// The popup (a dialog, a menu) of that name, open or not.
+QObject* popup(QQuickWindow* window, const QString& name) {
+    for (auto* object : window->findChildren<QObject*>(name))
+        if (object->inherits("QQuickPopup"))
+            return object;
+    throw std::runtime_error(qPrintable(QStringLiteral("no popup ") + name));
+}
 
 // Screenshots go where VELMORA_SCREENSHOT_DIR says, when it says.
 void screenshot(QQuickWindow* window, const QString& name) {
@@ -190,6 +217,171 @@ private Q_SLOTS:
         QCOMPARE(panel->rows()->count(), rows);
         QCOMPARE(panel->dueCount(), wasDone ? due + 1 : due - 1);
         screenshot(panelWindow, QStringLiteral("panel"));
+    }
+
+    // Typing in the add row and pressing Return puts the row in the list and on the server.
+    void theAddRowAddsARow() {
+        QTemporaryDir tokens;
+        Shell shell(*server, tokenFileFor(*server, tokens, QStringLiteral("adder")));
+        Store* store = shell.app->store();
+        QTRY_VERIFY_WITH_TIMEOUT(store->hasToken(), 10000);
+        QQuickWindow* main = shell.app->mainWindow();
+        QVERIFY(QTest::qWaitForWindowExposed(main, 5000));
+        QTRY_VERIFY_WITH_TIMEOUT(Shell::textItem(main, QStringLiteral("Nothing here")), 5000);
+        QQuickItem* field = shell.find(main, QStringLiteral("addField"));
+        field->forceActiveFocus();
+        Shell::type(main, QStringLiteral("Water the plants"));
+        QTest::keyClick(main, Qt::Key_Return);
+        QCOMPARE(field->property("text").toString(), QString());
+        QTRY_VERIFY_WITH_TIMEOUT(Shell::textItem(main, QStringLiteral("Water the plants")), 5000);
+        QTRY_COMPARE_WITH_TIMEOUT(server->document(QStringLiteral("adder")).document.items.size(),
+                                  size_t(1), 5000);
+        // The new row is selected, so the pane shows it; Space ticks it from the keyboard.
+        QTRY_COMPARE_WITH_TIMEOUT(
+            shell.find(main, QStringLiteral("titleField"))->property("text").toString(),
+            QStringLiteral("Water the plants"), 5000);
+        shell.find(main, QStringLiteral("itemList"))->forceActiveFocus();
+        QTest::keyClick(main, Qt::Key_Space);
+        QTRY_VERIFY_WITH_TIMEOUT(store->document().items.first().isDone(), 5000);
+        // Ctrl+N opens the full form with what the add row holds.
+        field->forceActiveFocus();
+        Shell::type(main, QStringLiteral("Half typed"));
+        QTest::keyClick(main, Qt::Key_N, Qt::ControlModifier);
+        QTRY_COMPARE_WITH_TIMEOUT(shell.app->mainModel()->paneContent(), QStringLiteral("draft"),
+                                  2000);
+        QTRY_COMPARE_WITH_TIMEOUT(
+            shell.find(main, QStringLiteral("titleField"))->property("text").toString(),
+            QStringLiteral("Half typed"), 2000);
+    }
+
+    // Select a row, edit its title in the pane, save: the server's document changes.
+    void editAndSaveReachesTheServer() {
+        QTemporaryDir tokens;
+        const QString user = QStringLiteral("editor");
+        Shell shell(*server, tokenFileFor(*server, tokens, user));
+        Store* store = shell.app->store();
+        QTRY_VERIFY_WITH_TIMEOUT(store->hasToken(), 10000);
+        for (const char* title : {"First", "Second"})
+            QVERIFY(await(store->add(QString::fromUtf8(title), {}, {}, Section::action, {},
+                                     Priority::medium, {}, LocalID::make())));
+        QQuickWindow* main = shell.app->mainWindow();
+        QVERIFY(QTest::qWaitForWindowExposed(main, 5000));
+        QTRY_VERIFY_WITH_TIMEOUT(Shell::textItem(main, QStringLiteral("Second")), 5000);
+        Shell::click(Shell::textItem(main, QStringLiteral("Second")));
+        QQuickItem* title = shell.find(main, QStringLiteral("titleField"));
+        QTRY_COMPARE_WITH_TIMEOUT(title->property("text").toString(), QStringLiteral("Second"),
+                                  2000);
+        title->forceActiveFocus();
+        QTest::keyClick(main, Qt::Key_End);
+        Shell::type(main, QStringLiteral(" edited"));
+        QTRY_VERIFY_WITH_TIMEOUT(shell.find(main, QStringLiteral("saveBar"))->isVisible(), 2000);
+        Shell::click(Shell::textItem(main, QStringLiteral("Save")));
+        QTRY_VERIFY_WITH_TIMEOUT(
+            [&] {
+                for (const WireItem& item : server->document(user).document.items)
+                    if (item.title == QStringLiteral("Second edited"))
+                        return true;
+                return false;
+            }(),
+            5000);
+        QTRY_VERIFY_WITH_TIMEOUT(!shell.find(main, QStringLiteral("saveBar"))->isVisible(), 2000);
+        // Delete with undo from the keyboard: the toast offers it back.
+        shell.find(main, QStringLiteral("itemList"))->forceActiveFocus();
+        QTest::keyClick(main, Qt::Key_Delete);
+        QTRY_VERIFY_WITH_TIMEOUT(shell.find(main, QStringLiteral("undoToast"))->isVisible(), 5000);
+        QCOMPARE(shell.app->mainModel()->undo()->messageText(),
+                 QStringLiteral("Deleted \u201CSecond edited\u201D"));
+    }
+
+    // Edits queued offline meet a change from another device: the dialog asks, and each
+    // answer does what it says.
+    void theConflictDialogAsksAndEachAnswerHolds_data() {
+        QTest::addColumn<bool>("keepMine");
+        QTest::newRow("mine") << true;
+        QTest::newRow("online") << false;
+    }
+    void theConflictDialogAsksAndEachAnswerHolds() {
+        QFETCH(bool, keepMine);
+        QTemporaryDir tokens;
+        const QString user = keepMine ? QStringLiteral("keeper") : QStringLiteral("yielder");
+        Shell shell(*server, tokenFileFor(*server, tokens, user));
+        Store* store = shell.app->store();
+        QTRY_VERIFY_WITH_TIMEOUT(store->hasToken(), 10000);
+        await(store->refresh(false));
+        store->pathUpdated(false);
+        QVERIFY(await(store->add(QStringLiteral("Mine"), {}, {}, Section::action, {},
+                                 Priority::medium, {}, LocalID::make())));
+        auto stored = server->document(user).document;
+        WireItem theirs;
+        theirs.id = QStringLiteral("theirs");
+        theirs.title = QStringLiteral("Theirs");
+        theirs.createdAt = QStringLiteral("2026-01-01T00:00:00Z");
+        stored.items.push_back(theirs);
+        server->replaceDocument(user, stored);
+        store->pathUpdated(true); // back online: the sync finds both sides moved
+        QTRY_VERIFY_WITH_TIMEOUT(store->hasPendingConflict(), 5000);
+        QQuickWindow* main = shell.app->mainWindow();
+        QVERIFY(QTest::qWaitForWindowExposed(main, 5000));
+        QTRY_VERIFY_WITH_TIMEOUT(
+            popup(main, QStringLiteral("conflictDialog"))->property("opened").toBool(), 5000);
+        QVERIFY(Shell::textItem(main, QStringLiteral("Keep my 1 offline edit")));
+        if (keepMine)
+            screenshot(main, QStringLiteral("conflict-dialog"));
+        // Escape doesn't dismiss it: only an answer does.
+        QTest::keyClick(main, Qt::Key_Escape);
+        QVERIFY(popup(main, QStringLiteral("conflictDialog"))->property("visible").toBool());
+        Shell::click(
+            shell.find(main, keepMine ? QStringLiteral("keepMine") : QStringLiteral("keepOnline")));
+        QTRY_VERIFY_WITH_TIMEOUT(!store->hasPendingConflict(), 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(
+            !popup(main, QStringLiteral("conflictDialog"))->property("visible").toBool(), 5000);
+        const auto titles = [&] {
+            QStringList out;
+            for (const WireItem& item : server->document(user).document.items)
+                out << item.title;
+            out.sort();
+            return out;
+        };
+        QTRY_COMPARE_WITH_TIMEOUT(
+            titles(), keepMine ? QStringList({"Mine", "Theirs"}) : QStringList({"Theirs"}), 5000);
+        QTRY_COMPARE_WITH_TIMEOUT(store->queuedEdits(), 0, 5000);
+    }
+
+    // The screens worth looking at, light and dark: grouped and flat lists, the item, the
+    // draft with a Smart Add notice, the offline badge.
+    void screenshots_data() {
+        QTest::addColumn<QString>("appearance");
+        QTest::newRow("light") << "light";
+        QTest::newRow("dark") << "dark";
+    }
+    void screenshots() {
+        QFETCH(QString, appearance);
+        if (qEnvironmentVariable("VELMORA_SCREENSHOT_DIR").isEmpty())
+            QSKIP("no VELMORA_SCREENSHOT_DIR");
+        Shell shell(*server, server->demoTokenFile());
+        Store* store = shell.app->store();
+        shell.app->prefs()->setAppearanceText(appearance);
+        QTRY_VERIFY_WITH_TIMEOUT(!store->document().items.isEmpty(), 10000);
+        QQuickWindow* main = shell.app->mainWindow();
+        main->resize(1180, 760);
+        MainWindow* window = shell.app->mainModel();
+        screenshot(main, QStringLiteral("list-grouped-") + appearance);
+        store->view()->setShowAll(false);
+        screenshot(main, QStringLiteral("list-flat-") + appearance);
+        store->view()->setShowAll(true);
+        window->moveSelection(1);
+        screenshot(main, QStringLiteral("item-detail-") + appearance);
+        QGuiApplication::clipboard()->clear();
+        await(window->runSmartAdd());
+        screenshot(main, QStringLiteral("draft-smart-add-") + appearance);
+        window->closeDraft(false);
+        store->pathUpdated(false);
+        QVERIFY(await(store->add(QStringLiteral("Written on the train"), {}, {}, Section::note, {},
+                                 Priority::low, {}, LocalID::make())));
+        QTRY_VERIFY_WITH_TIMEOUT(shell.find(main, QStringLiteral("offlineBadge"))->isVisible(),
+                                 2000);
+        screenshot(main, QStringLiteral("offline-") + appearance);
+        store->pathUpdated(true);
     }
 
     void settingsTakeEffectAtOnce() {
