@@ -1,5 +1,6 @@
 #include "MainScreen.h"
 
+#include "ItemForms.h"
 #include "Proposal.h"
 
 namespace MainScreen {
@@ -67,14 +68,8 @@ Priority nextPriority(Priority priority) {
     return Priority::medium;
 }
 
-QString priorityName(Priority priority) {
-    QString name = Wire::string(priority);
-    name[0] = name[0].toUpper();
-    return name;
-}
-
 QString priorityToolTip(Priority priority) {
-    return QStringLiteral("Priority: ") + priorityName(priority) +
+    return QStringLiteral("Priority: ") + ItemForms::priorityTitle(priority) +
            QStringLiteral(". Click to change.");
 }
 
@@ -184,17 +179,6 @@ QString keepMineLabel(int queuedEdits) {
     return QStringLiteral("Keep my %1 offline edit%2")
         .arg(queuedEdits)
         .arg(queuedEdits == 1 ? QString() : QStringLiteral("s"));
-}
-
-QString trimmedTitle(const QString& text) {
-    return text.trimmed();
-}
-
-std::optional<QString> trimmedOrNone(const QString& text) {
-    QString trimmed = text.trimmed();
-    if (trimmed.isEmpty())
-        return std::nullopt;
-    return trimmed;
 }
 
 } // namespace MainScreen

@@ -34,8 +34,6 @@ QString hideDoneToolTip(bool hideDone);
 // The add row's priority button: medium, high, low, medium…
 Priority nextPriority(Priority priority);
 QString priorityToolTip(Priority priority);
-// "High", "Medium", "Low".
-QString priorityName(Priority priority);
 
 struct Chip {
     QString title;
@@ -80,10 +78,5 @@ QString followSelection(const QString& selection, const QList<Item>& rows);
 
 // "Keep my 3 offline edits", "Keep my 1 offline edit".
 QString keepMineLabel(int queuedEdits);
-
-// The add row's who, trimmed; none when empty.
-std::optional<QString> trimmedOrNone(const QString& text);
-// Trimmed of white space and line breaks.
-QString trimmedTitle(const QString& text);
 
 } // namespace MainScreen

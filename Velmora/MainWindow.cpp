@@ -38,6 +38,11 @@ MainWindow::MainWindow(Store& store, PaneRouter& router, Preferences& prefs, Cli
         connect(&m_store, signal, this, &MainWindow::labelsChanged);
     connect(&m_store, &Store::proposalChanged, this, &MainWindow::proposalChanged);
     connect(&m_store, &Store::limitMessageChanged, this, &MainWindow::takeLimitMessage);
+    // The connected layout keeps the usage figures fresh from the moment it shows.
+    connect(&m_store, &Store::hasTokenChanged, this, [this] {
+        if (m_store.hasToken())
+            m_store.refreshUsage();
+    });
     connect(&m_router, &PaneRouter::screenChanged, this, [this] {
         if (m_router.screen())
             setPaneOpen(true);
@@ -48,6 +53,8 @@ MainWindow::MainWindow(Store& store, PaneRouter& router, Preferences& prefs, Cli
     m_proposalStamp = m_store.proposal() ? m_store.proposal()->createdAt : std::nullopt;
     recompute();
     takeLimitMessage();
+    if (m_store.hasToken())
+        m_store.refreshUsage();
 }
 
 // --- the add row ---
@@ -110,13 +117,13 @@ void MainWindow::cyclePriority() {
 }
 
 void MainWindow::submit() {
-    const QString title = MainScreen::trimmedTitle(m_newTitle);
+    const QString title = ItemForms::trimmed(m_newTitle);
     if (title.isEmpty())
         return;
     const Section section = m_newSection;
     const Priority priority = m_newPriority;
     const std::optional<QDateTime> due = m_newDue;
-    const std::optional<QString> who = MainScreen::trimmedOrNone(m_newWho);
+    const std::optional<QString> who = ItemForms::nullIfEmpty(ItemForms::trimmed(m_newWho));
     // Reset before the add is even sent, so the next task can be typed at once.
     m_newTitle.clear();
     m_newPriority = Priority::medium;

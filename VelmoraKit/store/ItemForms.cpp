@@ -3,15 +3,9 @@
 #include <QTextBoundaryFinder>
 #include <QUrl>
 
-#include <unicode/dtptngen.h>
-#include <unicode/locid.h>
-#include <unicode/smpdtfmt.h>
-#include <unicode/timezone.h>
+#include "SkeletonFormat.h"
 
 #include <algorithm>
-#include <map>
-#include <memory>
-#include <string>
 
 namespace ItemForms {
 
@@ -26,35 +20,6 @@ QString trimmedOfSpacesAndTabs(const QString& text) {
     while (end > begin && blank(text.at(end - 1)))
         --end;
     return text.mid(begin, end - begin);
-}
-
-// One formatter per locale, as building the pattern generator is slow. It prints the local
-// wall-clock time handed to it as GMT, so ICU's own idea of the zone never enters.
-icu::SimpleDateFormat* addedFormatter(const QLocale& locale) {
-    thread_local std::map<std::string, std::unique_ptr<icu::SimpleDateFormat>> formatters;
-    const std::string tag = locale.bcp47Name().toStdString();
-    if (auto it = formatters.find(tag); it != formatters.end())
-        return it->second.get();
-
-    UErrorCode status = U_ZERO_ERROR;
-    const icu::Locale icuLocale = icu::Locale::forLanguageTag(tag, status);
-    std::unique_ptr<icu::SimpleDateFormat> formatter;
-    if (U_SUCCESS(status)) {
-        std::unique_ptr<icu::DateTimePatternGenerator> generator(
-            icu::DateTimePatternGenerator::createInstance(icuLocale, status));
-        if (U_SUCCESS(status) && generator) {
-            const icu::UnicodeString pattern =
-                generator->getBestPattern(icu::UnicodeString(u"yMMMdjmm"), status);
-            if (U_SUCCESS(status)) {
-                formatter = std::make_unique<icu::SimpleDateFormat>(pattern, icuLocale, status);
-                if (U_FAILURE(status))
-                    formatter.reset();
-                else
-                    formatter->setTimeZone(*icu::TimeZone::getGMT());
-            }
-        }
-    }
-    return formatters.emplace(tag, std::move(formatter)).first->second.get();
 }
 
 } // namespace
@@ -151,12 +116,8 @@ QString addedLabel(const QDateTime& createdAt, const QLocale& locale) {
     if (!createdAt.isValid())
         return {};
     const QDateTime local = createdAt.toLocalTime();
-    if (icu::SimpleDateFormat* formatter = addedFormatter(locale)) {
-        const QDateTime wallClock(local.date(), local.time(), Qt::UTC);
-        icu::UnicodeString out;
-        formatter->format(UDate(wallClock.toMSecsSinceEpoch()), out);
-        return QString(reinterpret_cast<const QChar*>(out.getBuffer()), out.length());
-    }
+    if (auto worded = SkeletonFormat::format(local.date(), local.time(), u"yMMMdjmm", locale))
+        return *worded;
     return locale.toString(local.date(), QStringLiteral("MMM d, yyyy")) + QStringLiteral(", ") +
            locale.toString(local.time(), QLocale::ShortFormat);
 }
