@@ -2,31 +2,19 @@
 // loop): the time from process start to the main window's first frame, the resident memory
 // once the window has settled, and optionally the CPU the open window uses while idle.
 //
-// The run is offline and deterministic: a stored token, a 1,000-task snapshot in a private
-// data folder, and a server on loopback port 9 (discard), where every request is refused at
-// once. So the window shows the list from the snapshot, as it does on a launch without network.
+// The run is offline and deterministic (see ShellHarness.h): a stored token, a 1,000-task
+// snapshot in a private data folder, and a server where every request is refused at once.
 //
 // The bench prepares the data folder first and then launches itself again to measure: the
 // kernel stamps a process's start time at fork, so the measured process does nothing before
 // the app's own work but what any executable does (exec, dynamic linking, static init).
 
-#include "AppEnvironment.h"
-#include "Keychain.h"
-#include "OfflineSnapshot.h"
-#include "SampleDocument.h"
-#include "SecretStore.h"
-#include "VelmoraApp.h"
-#include "VelmoraConfig.h"
-#include "WireJson.h"
+#include "ShellHarness.h"
 
 #include <QApplication>
-#include <QDeadlineTimer>
-#include <QDir>
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QFile>
-#include <QIcon>
-#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTimer>
 
@@ -52,9 +40,6 @@ constexpr int settleSeconds = 5;
 constexpr double firstFrameTargetMs = 250;
 constexpr double rssTargetMB = 90;
 constexpr double idleCpuTargetPercent = 0.1;
-constexpr auto unreachableServer = "http://127.0.0.1:9/";
-// Well-formed (32+ letters and digits), so the app takes it as a stored token.
-constexpr auto sampleToken = "benchtoken0123456789abcdefghijklmnopqrstuv";
 constexpr auto measureFlag = "--measure";
 
 // CLOCK_BOOTTIME is the clock the kernel stamps a process's start with (field 22 of
@@ -136,64 +121,21 @@ int measure(const QString& folder, int idleSeconds) {
     const double mainEntered = bootTimeMs();
     const std::optional<double> processStarted = processStartMs();
 
-    // The software scene graph is what a machine without a usable GPU gets, and what a
-    // virtual X server offers; a backend chosen by the caller is kept.
-    if (!qEnvironmentVariableIsSet("QT_QUICK_BACKEND"))
-        qputenv("QT_QUICK_BACKEND", "software");
-    Environment::setServerOverride(QUrl(QString::fromLatin1(unreachableServer)));
+    ShellHarness::prepareProcess();
 
     int argc = 1;
     char name[] = "velmora-startup-bench";
     char* argv[] = {name, nullptr};
-    // Set as `velmora` does, but nothing is read from or written to the user's own folders.
     QApplication app(argc, argv);
-    QStandardPaths::setTestModeEnabled(true);
-    QApplication::setApplicationName(QStringLiteral("Velmora"));
-    QApplication::setOrganizationName(QStringLiteral("Velmora"));
-    QApplication::setApplicationVersion(QStringLiteral(VELMORA_VERSION));
-    QApplication::setDesktopFileName(QStringLiteral(VELMORA_APP_ID));
-    QApplication::setWindowIcon(QIcon(QStringLiteral(":/velmora/icons/org.velmora.app.svg")));
+    ShellHarness::nameApplication();
 
-    // The token is where the keychain would hold it: the app reads it at start.
-    MemorySecretStore secrets;
-    {
-        Keychain keychain(secrets, Environment::activeKeychainService());
-        auto storing = keychain.store(QString::fromLatin1(sampleToken));
-        (void)storing; // the in-memory store finishes before it returns
-    }
-
-    LaunchOptions options;
-    options.secrets = &secrets;
-    options.dataDirectory = QDir(folder).filePath(QStringLiteral("data"));
-    options.settingsFile = QDir(folder).filePath(QStringLiteral("settings.ini"));
-    options.useTray = false;
-    VelmoraApp velmora(std::move(options));
-
+    BenchShell shell(folder);
+    VelmoraApp& velmora = shell.app();
     std::optional<double> windowsBuilt, firstFrame;
-    bool failed = false;
-    QEventLoop untilFirstFrame;
-    QObject::connect(&velmora, &VelmoraApp::started, &velmora, [&] {
-        windowsBuilt = bootTimeMs();
-        QObject::connect(velmora.mainWindow(), &QQuickWindow::frameSwapped, &untilFirstFrame, [&] {
-            if (!firstFrame)
-                firstFrame = bootTimeMs();
-            untilFirstFrame.quit();
-        });
-    });
-    [](VelmoraApp* velmora, bool* failed, QEventLoop* loop) -> QCoro::Task<> {
-        auto starting = velmora->start();
-        if (!co_await std::move(starting)) {
-            *failed = true;
-            loop->quit();
-        }
-    }(&velmora, &failed, &untilFirstFrame);
-    QTimer::singleShot(30000, &untilFirstFrame, &QEventLoop::quit);
-    if (!failed && !firstFrame)
-        untilFirstFrame.exec();
-    if (failed || !firstFrame) {
-        std::fprintf(stderr, "velmora-startup-bench: %s\n",
-                     failed ? "the windows did not load"
-                            : "the main window drew no frame within 30 s (is a display set?)");
+    const QString failure =
+        shell.start([&] { windowsBuilt = bootTimeMs(); }, [&] { firstFrame = bootTimeMs(); });
+    if (!failure.isEmpty()) {
+        std::fprintf(stderr, "velmora-startup-bench: %s\n", qPrintable(failure));
         return 1;
     }
 
@@ -243,13 +185,7 @@ int prepareAndLaunch(const char* self, int idleSeconds) {
         std::fprintf(stderr, "velmora-startup-bench: no temporary folder\n");
         return 1;
     }
-    OfflineSnapshot snapshot;
-    snapshot.wireDocument = WireJson::encode(sampleDocument(itemCount));
-    snapshot.syncedVersion = 1;
-    snapshot.syncedAt = QDateTime::currentDateTimeUtc().addSecs(-3600);
-    const OfflineDisk disk(folder.filePath(QStringLiteral("data")));
-    disk.save(snapshot);
-    if (!disk.load()) {
+    if (!ShellHarness::writeSnapshot(folder.path(), itemCount)) {
         std::fprintf(stderr, "velmora-startup-bench: the snapshot was not written\n");
         return 1;
     }
