@@ -40,7 +40,6 @@ ColumnLayout {
             objectName: "clearFilters"
             text: "Clear"
             toolTipText: "Clear filters"
-            Accessible.name: "Clear"
             onClicked: app.clearFilters()
         }
     }

@@ -23,7 +23,9 @@ ToolButton {
     icon.color: checked ? checkedTint : hovered ? Style.text : tint
     display: text.length > 0 ? AbstractButton.TextBesideIcon : AbstractButton.IconOnly
 
-    Accessible.name: toolTipText.length > 0 ? toolTipText : text
+    // A labelled button is named by its label; the tooltip then describes it.
+    Accessible.name: text.length > 0 ? text : toolTipText
+    Accessible.description: text.length > 0 ? toolTipText : ""
     ToolTip.visible: hovered && toolTipText.length > 0
     ToolTip.delay: 600
     ToolTip.text: toolTipText

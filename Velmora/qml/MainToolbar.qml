@@ -80,7 +80,6 @@ Rectangle {
             text: "Refresh"
             iconSource: "qrc:/velmora/icons/refresh.svg"
             toolTipText: mainWindow.refreshToolTip
-            Accessible.name: "Refresh"
             enabled: !store.isLoading
             onClicked: app.refresh()
         }
@@ -102,7 +101,6 @@ Rectangle {
             text: mainWindow.detailsLabel
             iconSource: "qrc:/velmora/icons/sidebar.svg"
             toolTipText: mainWindow.detailsToolTip
-            Accessible.name: text
             onClicked: mainWindow.paneOpen = !mainWindow.paneOpen
         }
     }

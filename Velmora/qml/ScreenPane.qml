@@ -17,7 +17,6 @@ ColumnLayout {
         text: "Back"
         iconSource: "qrc:/velmora/icons/chevron-left.svg"
         toolTipText: app.router.backToolTip
-        Accessible.name: "Back"
         onClicked: app.router.back()
     }
     Rectangle {

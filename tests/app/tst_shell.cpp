@@ -8,6 +8,7 @@
 #include "VelmoraConfig.h"
 #include "WireFormats.h"
 
+#include <QAccessible>
 #include <QClipboard>
 #include <QDir>
 #include <QGuiApplication>
@@ -228,6 +229,25 @@ private Q_SLOTS:
         QQuickWindow* main = shell.app->mainWindow();
         QVERIFY(QTest::qWaitForWindowExposed(main, 5000));
         QTRY_VERIFY_WITH_TIMEOUT(Shell::textItem(main, QStringLiteral("Nothing here")), 5000);
+        // Every control on show can be named by a screen reader.
+        QAccessible::setActive(true);
+        int named = 0;
+        for (QQuickItem* item : Shell::items(main)) {
+            // A combo box's own text field is part of it; the menu bar is Qt's.
+            const bool inCombo =
+                item->parentItem() && item->parentItem()->inherits("QQuickComboBox");
+            const bool menuBar = QByteArray(item->metaObject()->className()).contains("MenuBar");
+            if (!item->isVisible() || inCombo || menuBar ||
+                !(item->inherits("QQuickAbstractButton") || item->inherits("QQuickTextInput") ||
+                  item->inherits("QQuickComboBox")))
+                continue;
+            QAccessibleInterface* accessible = QAccessible::queryAccessibleInterface(item);
+            QVERIFY2(accessible && !accessible->text(QAccessible::Name).isEmpty(),
+                     qPrintable(item->objectName() + QLatin1Char(' ') +
+                                QString::fromLatin1(item->metaObject()->className())));
+            ++named;
+        }
+        QVERIFY(named > 15);
         QQuickItem* field = shell.find(main, QStringLiteral("addField"));
         field->forceActiveFocus();
         Shell::type(main, QStringLiteral("Water the plants"));
