@@ -26,9 +26,13 @@ ListView {
     Keys.onDownPressed: mainWindow.moveSelection(1)
     Keys.onSpacePressed: mainWindow.toggleSelected()
     Keys.onDeletePressed: mainWindow.deleteSelected()
-    Keys.onMenuPressed: {
-        if (currentItem)
+    Keys.onPressed: event => {
+        const menuKey = event.key === Qt.Key_Menu
+                     || (event.key === Qt.Key_F10 && (event.modifiers & Qt.ShiftModifier))
+        if (menuKey && currentItem) {
             openMenu(currentItem, 40, currentItem.height / 2)
+            event.accepted = true
+        }
     }
 
     function openMenu(row, x, y) {
