@@ -1,84 +1,18 @@
 #include "DraftEditor.h"
 
 #include "Choices.h"
-#include "ItemEditor.h"
 #include "WireFormats.h"
 
-#include <QVariantMap>
 #include <QtQml>
 
 using namespace ItemForms;
 
 DraftEditor::DraftEditor(QObject* parent)
-    : QObject(parent) {}
+    : TaskFields(parent) {}
 
 void DraftEditor::registerType() {
     static const int id = qmlRegisterType<DraftEditor>("Velmora.Forms", 1, 0, "DraftEditor");
     Q_UNUSED(id)
-}
-
-void DraftEditor::setStore(Store* store) {
-    if (m_store == store)
-        return;
-    m_store = store;
-    Q_EMIT storeChanged();
-    updateCanAdd();
-}
-
-void DraftEditor::setTitle(const QString& text) {
-    const QString value = limited(text, FieldLimits::title);
-    if (value == m_title)
-        return;
-    m_title = value;
-    Q_EMIT titleChanged();
-    updateCanAdd();
-}
-
-void DraftEditor::setNote(const QString& text) {
-    const QString value = limited(text, FieldLimits::note);
-    if (value == m_note)
-        return;
-    m_note = value;
-    Q_EMIT noteChanged();
-}
-
-void DraftEditor::setSource(const QString& text) {
-    const QString value = limited(text, FieldLimits::source);
-    if (value == m_source)
-        return;
-    m_source = value;
-    Q_EMIT sourceChanged();
-}
-
-QVariant DraftEditor::due() const {
-    return m_due ? QVariant(*m_due) : QVariant::fromValue(nullptr);
-}
-
-void DraftEditor::setDue(const QVariant& value) {
-    QDateTime picked;
-    if (value.metaType() == QMetaType::fromType<QDateTime>())
-        picked = value.toDateTime();
-    else if (value.metaType() == QMetaType::fromType<QDate>())
-        picked = value.toDate().startOfDay();
-    if (!picked.isValid())
-        setDueDay(std::nullopt);
-    else // days only: the local start of the picked day
-        setDueDay(picked.toLocalTime().date().startOfDay());
-}
-
-void DraftEditor::setDueDay(const std::optional<QDateTime>& due) {
-    if (due == m_due)
-        return;
-    m_due = due;
-    Q_EMIT dueChanged();
-}
-
-void DraftEditor::setPriority(const QString& wire) {
-    const auto priority = Wire::parse<Priority>(wire);
-    if (!priority || *priority == m_priority)
-        return;
-    m_priority = *priority;
-    Q_EMIT priorityChanged();
 }
 
 void DraftEditor::setSection(const QString& wire) {
@@ -89,24 +23,8 @@ void DraftEditor::setSection(const QString& wire) {
     Q_EMIT sectionChanged();
 }
 
-QVariantList DraftEditor::links() const {
-    QVariantList list;
-    for (const ItemLink& link : m_links)
-        list.append(QVariantMap{{QStringLiteral("label"), link.label},
-                                {QStringLiteral("url"), link.url.toString()}});
-    return list;
-}
-
 bool DraftEditor::canAdd() const {
-    return m_store && !m_adding && !trimmed(m_title).isEmpty();
-}
-
-bool DraftEditor::titleLimitReached() const {
-    return perceivedLength(m_title) >= FieldLimits::title;
-}
-
-QVariantList DraftEditor::priorityChoices() const {
-    return ItemEditor::priorityChoiceList();
+    return store() && !m_adding && !trimmed(title()).isEmpty();
 }
 
 QVariantList DraftEditor::sectionChoices() const {
@@ -144,14 +62,14 @@ void DraftEditor::fill(const DraftSeed& seed) {
 void DraftEditor::add() {
     if (!canAdd())
         return;
-    run(trimmed(m_title));
+    run(trimmed(title()));
 }
 
 QCoro::Task<> DraftEditor::run(QString title) {
     QPointer<DraftEditor> self(this);
     setAdding(true);
-    auto adding = m_store->add(title, nullIfEmpty(m_note), nullIfEmpty(m_source), m_section, m_due,
-                               m_priority, m_links, LocalID::make());
+    auto adding = store()->add(title, nullIfEmpty(note()), nullIfEmpty(source()), m_section,
+                               dueDay(), priorityValue(), m_links, LocalID::make());
     const bool took = co_await std::move(adding);
     if (!self)
         co_return;

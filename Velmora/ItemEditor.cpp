@@ -6,16 +6,8 @@
 
 using namespace ItemForms;
 
-namespace {
-
-QVariantMap linkMap(const ItemLink& link) {
-    return {{QStringLiteral("label"), link.label}, {QStringLiteral("url"), link.url.toString()}};
-}
-
-} // namespace
-
 ItemEditor::ItemEditor(QObject* parent)
-    : QObject(parent) {
+    : TaskFields(parent) {
     updateDerived();
 }
 
@@ -24,15 +16,11 @@ void ItemEditor::registerType() {
     Q_UNUSED(id)
 }
 
-void ItemEditor::setStore(Store* store) {
-    if (m_store == store)
-        return;
+void ItemEditor::storeReplaced() {
     QObject::disconnect(m_documentConnection);
-    m_store = store;
-    if (store)
+    if (store())
         m_documentConnection =
-            connect(store, &Store::documentChanged, this, &ItemEditor::followStore);
-    Q_EMIT storeChanged();
+            connect(store(), &Store::documentChanged, this, &ItemEditor::followStore);
     reset();
 }
 
@@ -45,7 +33,7 @@ void ItemEditor::setItemId(const QString& id) {
 }
 
 void ItemEditor::lookUp() {
-    std::optional<Item> item = m_store ? m_store->item(m_itemId) : std::nullopt;
+    std::optional<Item> item = store() ? store()->item(m_itemId) : std::nullopt;
     if (item == m_item)
         return;
     m_item = std::move(item);
@@ -68,129 +56,50 @@ void ItemEditor::reset() {
 
 void ItemEditor::setEdits(const ItemEdits& edits) {
     // All fields first, then one look at the derived state: no passing dirty moment.
-    const ItemEdits before = std::exchange(m_edits, edits);
-    if (before.title != edits.title)
-        Q_EMIT titleChanged();
-    if (before.note != edits.note)
-        Q_EMIT noteChanged();
-    if (before.source != edits.source)
-        Q_EMIT sourceChanged();
-    if (before.due != edits.due)
-        Q_EMIT dueChanged();
-    if (before.priority != edits.priority)
-        Q_EMIT priorityChanged();
-    if (before.links != edits.links)
+    const bool linksMoved = edits.links != m_links;
+    m_links = edits.links;
+    assignFields(edits);
+    if (linksMoved)
         Q_EMIT linksChanged();
     updateDerived();
 }
 
-void ItemEditor::setTitle(const QString& text) {
-    const QString value = limited(text, FieldLimits::title);
-    if (value == m_edits.title)
-        return;
-    m_edits.title = value;
-    Q_EMIT titleChanged();
-    updateDerived();
-}
-
-void ItemEditor::setNote(const QString& text) {
-    const QString value = limited(text, FieldLimits::note);
-    if (value == m_edits.note)
-        return;
-    m_edits.note = value;
-    Q_EMIT noteChanged();
-    updateDerived();
-}
-
-void ItemEditor::setSource(const QString& text) {
-    const QString value = limited(text, FieldLimits::source);
-    if (value == m_edits.source)
-        return;
-    m_edits.source = value;
-    Q_EMIT sourceChanged();
-    updateDerived();
-}
-
-QVariant ItemEditor::due() const {
-    return m_edits.due ? QVariant(*m_edits.due) : QVariant::fromValue(nullptr);
-}
-
-void ItemEditor::setDue(const QVariant& value) {
-    QDateTime picked;
-    if (value.metaType() == QMetaType::fromType<QDateTime>())
-        picked = value.toDateTime();
-    else if (value.metaType() == QMetaType::fromType<QDate>())
-        picked = value.toDate().startOfDay();
-    if (!picked.isValid())
-        setDueDay(std::nullopt);
-    else // days only: the local start of the picked day
-        setDueDay(picked.toLocalTime().date().startOfDay());
-}
-
-void ItemEditor::setDueDay(const std::optional<QDateTime>& due) {
-    if (due == m_edits.due)
-        return;
-    m_edits.due = due;
-    Q_EMIT dueChanged();
-    updateDerived();
-}
-
-void ItemEditor::setPriority(const QString& wire) {
-    const auto priority = Wire::parse<Priority>(wire);
-    if (!priority || *priority == m_edits.priority)
-        return;
-    m_edits.priority = *priority;
-    Q_EMIT priorityChanged();
-    updateDerived();
-}
-
-QVariantList ItemEditor::links() const {
-    QVariantList list;
-    for (const ItemLink& link : m_edits.links)
-        list.append(linkMap(link));
-    return list;
+ItemEdits ItemEditor::edits() const {
+    return {title(), note(), source(), dueDay(), priorityValue(), m_links};
 }
 
 void ItemEditor::setLinks(QList<ItemLink> links) {
-    if (links == m_edits.links)
+    if (links == m_links)
         return;
-    m_edits.links = std::move(links);
+    m_links = std::move(links);
     Q_EMIT linksChanged();
     updateDerived();
 }
 
 void ItemEditor::setNewLabel(const QString& text) {
-    const QString value = limited(text, FieldLimits::linkLabel);
-    if (value == m_newLabel)
+    if (!assignLimited(m_newLabel, text, FieldLimits::linkLabel))
         return;
-    m_newLabel = value;
     Q_EMIT newLabelChanged();
     updateDerived();
 }
 
 void ItemEditor::setNewURL(const QString& text) {
-    const QString value = limited(text, FieldLimits::url);
-    if (value == m_newURL)
+    if (!assignLimited(m_newURL, text, FieldLimits::url))
         return;
-    m_newURL = value;
     Q_EMIT newURLChanged();
     updateDerived();
 }
 
 bool ItemEditor::canAddLink() const {
-    return hasRoomForLink() && ItemForms::canAddLink(m_edits.links, m_newLabel, m_newURL);
+    return hasRoomForLink() && ItemForms::canAddLink(m_links, m_newLabel, m_newURL);
 }
 
 bool ItemEditor::dirty() const {
-    return m_item && ItemForms::dirty(m_edits, *m_item);
+    return m_item && ItemForms::dirty(edits(), *m_item);
 }
 
 bool ItemEditor::canSave() const {
-    return dirty() && !trimmed(m_edits.title).isEmpty();
-}
-
-bool ItemEditor::titleLimitReached() const {
-    return perceivedLength(m_edits.title) >= FieldLimits::title;
+    return dirty() && !trimmed(title()).isEmpty();
 }
 
 void ItemEditor::updateDerived() {
@@ -199,14 +108,6 @@ void ItemEditor::updateDerived() {
         return;
     m_derived = now;
     Q_EMIT derivedChanged();
-}
-
-QVariantList ItemEditor::priorityChoiceList() {
-    QVariantList choices;
-    for (const Priority value : Wire::allValues<Priority>())
-        choices.append(QVariantMap{{QStringLiteral("value"), Wire::string(value)},
-                                   {QStringLiteral("label"), priorityTitle(value)}});
-    return choices;
 }
 
 QString ItemEditor::sectionLabel() const {
@@ -240,7 +141,7 @@ void ItemEditor::setSending(bool value) {
 void ItemEditor::addLink() {
     if (!canAddLink())
         return;
-    QList<ItemLink> links = m_edits.links;
+    QList<ItemLink> links = m_links;
     links.append(*parsedNewLink(m_newLabel, m_newURL));
     setLinks(std::move(links));
     setNewLabel({});
@@ -248,26 +149,26 @@ void ItemEditor::addLink() {
 }
 
 void ItemEditor::removeLink(int index) {
-    if (index < 0 || index >= m_edits.links.size())
+    if (index < 0 || index >= m_links.size())
         return;
-    QList<ItemLink> links = m_edits.links;
+    QList<ItemLink> links = m_links;
     links.removeAt(index);
     setLinks(std::move(links));
 }
 
 void ItemEditor::save() {
-    if (!m_store || !m_item || !canSave())
+    if (!store() || !m_item || !canSave())
         return;
     // The field takes the title as it is sent, so the form turns clean once the Store has it.
-    setTitle(trimmed(m_edits.title));
-    const ItemEdits edits = m_edits;
-    m_store->update(*m_item, edits.title, nullIfEmpty(edits.note), nullIfEmpty(edits.source),
+    setTitle(trimmed(title()));
+    const ItemEdits edits = this->edits();
+    store()->update(*m_item, edits.title, nullIfEmpty(edits.note), nullIfEmpty(edits.source),
                     edits.due, edits.priority, edits.links);
 }
 
 void ItemEditor::toggle() {
-    if (m_store && m_item)
-        m_store->toggle(*m_item);
+    if (store() && m_item)
+        store()->toggle(*m_item);
 }
 
 void ItemEditor::setDateToToday() {
@@ -280,7 +181,7 @@ void ItemEditor::clearDate() {
 
 void ItemEditor::copyNote() const {
     if (QClipboard* clipboard = QGuiApplication::clipboard())
-        clipboard->setText(m_edits.note);
+        clipboard->setText(note());
 }
 
 void ItemEditor::confirmDelete() {
@@ -291,6 +192,6 @@ void ItemEditor::confirmDelete() {
 
 void ItemEditor::taskSent() {
     setSending(false);
-    if (m_store)
-        m_store->refresh(false);
+    if (store())
+        store()->refresh(false);
 }

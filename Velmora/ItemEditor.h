@@ -1,29 +1,14 @@
 #pragma once
 
-#include "ItemForms.h"
-#include "Store.h"
-
-#include <QObject>
-#include <QPointer>
-#include <QVariant>
-#include <QVariantList>
-
-#include <optional>
+#include "TaskFields.h"
 
 // The right pane's editor of one item. Its edits stay apart from the item until "Save": a
 // change of the item from outside leaves them as they are (the form never changes under its
 // reader) and only makes the form dirty; a move to another item drops them.
-class ItemEditor : public QObject {
+class ItemEditor : public TaskFields {
     Q_OBJECT
-    Q_PROPERTY(Store* store READ store WRITE setStore NOTIFY storeChanged)
     Q_PROPERTY(QString itemId READ itemId WRITE setItemId NOTIFY itemIdChanged)
-    // The edit fields. `due` is null or the local start of a day; `priority` its wire word;
-    // `links` a list of {label, url}.
-    Q_PROPERTY(QString title READ title WRITE setTitle NOTIFY titleChanged)
-    Q_PROPERTY(QString note READ note WRITE setNote NOTIFY noteChanged)
-    Q_PROPERTY(QString source READ source WRITE setSource NOTIFY sourceChanged)
-    Q_PROPERTY(QVariant due READ due WRITE setDue NOTIFY dueChanged)
-    Q_PROPERTY(QString priority READ priority WRITE setPriority NOTIFY priorityChanged)
+    // The edits besides the common fields: `links` a list of {label, url}.
     Q_PROPERTY(QVariantList links READ links NOTIFY linksChanged)
     Q_PROPERTY(QString newLabel READ newLabel WRITE setNewLabel NOTIFY newLabelChanged)
     Q_PROPERTY(QString newURL READ newURL WRITE setNewURL NOTIFY newURLChanged)
@@ -33,9 +18,7 @@ class ItemEditor : public QObject {
     Q_PROPERTY(bool dirty READ dirty NOTIFY derivedChanged)
     Q_PROPERTY(bool canSave READ canSave NOTIFY derivedChanged)
     Q_PROPERTY(bool titleLimitReached READ titleLimitReached NOTIFY derivedChanged)
-    Q_PROPERTY(QString limitLine READ limitLine CONSTANT)
     Q_PROPERTY(int maxLinks READ maxLinks CONSTANT)
-    Q_PROPERTY(QVariantList priorityChoices READ priorityChoices CONSTANT)
     // The item as it stands in the Store.
     Q_PROPERTY(bool exists READ exists NOTIFY itemChanged)
     Q_PROPERTY(QString sectionLabel READ sectionLabel NOTIFY itemChanged)
@@ -53,40 +36,22 @@ public:
     // Makes the type known to QML as Velmora.Forms 1.0 ItemEditor; once is enough.
     static void registerType();
 
-    Store* store() const { return m_store; }
-    void setStore(Store* store);
     const QString& itemId() const { return m_itemId; }
     void setItemId(const QString& id);
 
-    const ItemForms::ItemEdits& edits() const { return m_edits; }
+    ItemForms::ItemEdits edits() const;
     const std::optional<Item>& item() const { return m_item; }
-    const QString& title() const { return m_edits.title; }
-    void setTitle(const QString& text);
-    const QString& note() const { return m_edits.note; }
-    void setNote(const QString& text);
-    const QString& source() const { return m_edits.source; }
-    void setSource(const QString& text);
-    QVariant due() const;
-    void setDue(const QVariant& value);
-    void setDueDay(const std::optional<QDateTime>& due);
-    QString priority() const { return Wire::string(m_edits.priority); }
-    void setPriority(const QString& wire);
-    QVariantList links() const;
+    QVariantList links() const { return linkMaps(m_links); }
     const QString& newLabel() const { return m_newLabel; }
     void setNewLabel(const QString& text);
     const QString& newURL() const { return m_newURL; }
     void setNewURL(const QString& text);
 
     bool canAddLink() const;
-    bool hasRoomForLink() const { return m_edits.links.size() < FieldLimits::links; }
+    bool hasRoomForLink() const { return m_links.size() < FieldLimits::links; }
     bool dirty() const;
     bool canSave() const;
-    bool titleLimitReached() const;
-    QString limitLine() const { return ItemForms::limitReachedLine(FieldLimits::title); }
     int maxLinks() const { return FieldLimits::links; }
-    QVariantList priorityChoices() const { return priorityChoiceList(); }
-    // {value: wire word, label: "Low"…} from low to high, the order the picker reads in.
-    static QVariantList priorityChoiceList();
 
     bool exists() const { return m_item.has_value(); }
     QString sectionLabel() const;
@@ -118,13 +83,7 @@ public:
     Q_INVOKABLE void taskSent();
 
 Q_SIGNALS:
-    void storeChanged();
     void itemIdChanged();
-    void titleChanged();
-    void noteChanged();
-    void sourceChanged();
-    void dueChanged();
-    void priorityChanged();
     void linksChanged();
     void newLabelChanged();
     void newURLChanged();
@@ -134,6 +93,10 @@ Q_SIGNALS:
     void sendingChanged();
     void deleteRequested(const QString& id);
 
+protected:
+    void fieldsChanged() override { updateDerived(); }
+    void storeReplaced() override;
+
 private:
     void lookUp();
     // The item looked up afresh; the fields stay.
@@ -142,11 +105,10 @@ private:
     void setLinks(QList<ItemLink> links);
     void updateDerived();
 
-    QPointer<Store> m_store;
     QMetaObject::Connection m_documentConnection;
     QString m_itemId;
     std::optional<Item> m_item;
-    ItemForms::ItemEdits m_edits;
+    QList<ItemLink> m_links;
     QString m_newLabel;
     QString m_newURL;
     bool m_confirmingDelete = false;
