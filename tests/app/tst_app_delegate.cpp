@@ -1,13 +1,11 @@
 #include "AppDelegate.h"
+#include "AppRig.h"
 #include "Await.h"
-#include "LoginItems.h"
 #include "ServerProcess.h"
 #include "WireFormats.h"
 
 #include <QRegularExpression>
-#include <QSettings>
 #include <QStandardPaths>
-#include <QTemporaryDir>
 #include <QtTest>
 
 using TestAwait::await;
@@ -15,19 +13,12 @@ using TestAwait::await;
 namespace {
 
 // A delegate over a Store of its own, counting how often it fronts the main window.
-struct Harness {
-    QTemporaryDir dir;
-    MemorySecretStore secrets;
-    Store store;
-    QSettings settings{dir.filePath(QStringLiteral("settings.ini")), QSettings::IniFormat};
-    XdgAutostart login{QStringLiteral("velmora.desktop"), QStringLiteral("velmora"), dir.path()};
-    Preferences prefs{settings, login};
+struct Harness : AppRig {
     AppDelegate delegate{store, prefs};
     int opened = 0;
 
     Harness(const QUrl& server, const std::optional<QString>& token)
-        : store(new APIClient(server, token), OfflineDisk(dir.path()),
-                Keychain(secrets, QStringLiteral("svc"))) {
+        : AppRig(server, token) {
         delegate.setOpenMainWindow([this] { ++opened; });
     }
 };

@@ -1,3 +1,4 @@
+#include "AppRig.h"
 #include "Await.h"
 #include "DraftEditor.h"
 #include "ItemEditor.h"
@@ -11,7 +12,6 @@
 #include <QQuickWindow>
 #include <QRegularExpression>
 #include <QStandardPaths>
-#include <QTemporaryDir>
 #include <QtTest>
 
 using TestAwait::await;
@@ -19,18 +19,14 @@ using TestAwait::await;
 namespace {
 
 // A signed-in Store of its own user on the shared server.
-struct Fixture {
+struct Fixture : StoreRig {
     ServerProcess& server;
     QString user;
-    QTemporaryDir dir;
-    MemorySecretStore secrets;
-    Store store;
 
     Fixture(ServerProcess& server, const QString& user)
-        : server(server)
-        , user(user)
-        , store(new APIClient(server.baseURL(), server.createUser(user)), OfflineDisk(dir.path()),
-                Keychain(secrets, QStringLiteral("svc"))) {
+        : StoreRig(server.baseURL(), server.createUser(user))
+        , server(server)
+        , user(user) {
         await(store.refresh(false));
     }
     QString add(const QString& title, const std::optional<QString>& who = std::nullopt) {

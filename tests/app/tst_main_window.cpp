@@ -1,7 +1,7 @@
 // The main window's words and behaviour as functions of its state, and its actions against
 // a real velmora-server.
+#include "AppRig.h"
 #include "Await.h"
-#include "LoginItems.h"
 #include "MainScreen.h"
 #include "MainWindow.h"
 #include "Proposal.h"
@@ -12,7 +12,6 @@
 #include <QRegularExpression>
 #include <QSettings>
 #include <QStandardPaths>
-#include <QTemporaryDir>
 #include <QtTest>
 
 using TestAwait::await;
@@ -40,13 +39,7 @@ QStringList ids(const QList<Item>& items) {
 }
 
 // A window over a Store of its own, signed in to a fresh account on the server.
-struct Harness {
-    QTemporaryDir dir;
-    MemorySecretStore secrets;
-    Store store;
-    QSettings settings{dir.filePath(QStringLiteral("settings.ini")), QSettings::IniFormat};
-    XdgAutostart login{QStringLiteral("velmora.desktop"), QStringLiteral("velmora"), dir.path()};
-    Preferences prefs{settings, login};
+struct Harness : AppRig {
     PaneRouter router;
     MemoryClipboard clipboard;
     QStringList sent; // what reached the Smart Add call
@@ -54,9 +47,7 @@ struct Harness {
     MainWindow window{store, router, prefs, clipboard,
                       [this](QString text) { return reply(std::move(text)); }};
 
-    Harness(const QUrl& server, const QString& token)
-        : store(new APIClient(server, token), OfflineDisk(dir.path()),
-                Keychain(secrets, QStringLiteral("svc"))) {}
+    using AppRig::AppRig;
 
     QCoro::Task<SmartInsertOutcome> reply(QString text) {
         sent << text;
