@@ -309,6 +309,7 @@ private Q_SLOTS:
         shell.find(main, QStringLiteral("itemList"))->forceActiveFocus();
         QTest::keyClick(main, Qt::Key_Delete);
         QTRY_VERIFY_WITH_TIMEOUT(shell.find(main, QStringLiteral("undoToast"))->isVisible(), 5000);
+        screenshot(main, QStringLiteral("undo-toast"));
         QCOMPARE(shell.app->mainModel()->undo()->messageText(),
                  QStringLiteral("Deleted \u201CSecond edited\u201D"));
     }
