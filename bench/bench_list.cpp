@@ -26,6 +26,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <functional>
 #include <optional>
 #include <string_view>
@@ -46,6 +47,14 @@ QElapsedTimer clock_;
 
 double nowMs() {
     return double(clock_.nsecsElapsed()) / 1e6;
+}
+
+// The CPU time of the calling thread: against the wall clock it tells waiting (on the disk, or
+// for a core on a busy machine) from work. The software render loop draws on this thread.
+double threadCpuMs() {
+    timespec now{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+    return double(now.tv_sec) * 1e3 + double(now.tv_nsec) / 1e6;
 }
 
 // Keeps the event loop running for `ms` so the app goes on handling its events meanwhile.
@@ -97,7 +106,9 @@ void row(const char* figure, const Stats& s, double target = 0) {
 // exposure starts without an update request.
 struct Frame {
     double start = NAN, polished = NAN, synced = NAN, rendered = NAN, swapped = NAN;
+    double cpuStart = NAN, cpuSwapped = NAN;
     double work() const { return swapped - start; }
+    double cpu() const { return cpuSwapped - cpuStart; }
 };
 
 // Stamps every frame of a window and hands each over when it is on screen.
@@ -119,6 +130,7 @@ public:
             window, &QQuickWindow::frameSwapped, this,
             [this] {
                 m_frame.swapped = nowMs();
+                m_frame.cpuSwapped = threadCpuMs();
                 const Frame frame = m_frame;
                 m_frame = {};
                 if (onFrame)
@@ -132,8 +144,10 @@ public:
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override {
         // The software render loop draws the window when it handles this event.
-        if (watched == m_window && event->type() == QEvent::UpdateRequest)
+        if (watched == m_window && event->type() == QEvent::UpdateRequest) {
             m_frame = Frame{nowMs()};
+            m_frame.cpuStart = threadCpuMs();
+        }
         return false;
     }
 
@@ -171,7 +185,8 @@ struct AddSample {
     double inserted = NAN; // Return -> rowsInserted
     double queued = NAN;   // Return -> the edit queued, just before the snapshot is saved
     double handled = NAN;  // Return -> the key event handled
-    double drawn = NAN;    // Return -> frameSwapped
+    double handledCpu = NAN;
+    double drawn = NAN; // Return -> frameSwapped
     double pressedAt = NAN;
     Frame frame;
     int row = -1;
@@ -217,9 +232,11 @@ public:
         m_untilDrawn = &untilDrawn;
         QTimer::singleShot(frameTimeoutMs, &untilDrawn, &QEventLoop::quit);
         QKeyEvent press(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier, QStringLiteral("\r"));
+        const double cpuBefore = threadCpuMs();
         m_pressedAt = sample.pressedAt = nowMs();
         QCoreApplication::sendEvent(m_window, &press);
         sample.handled = nowMs() - m_pressedAt;
+        sample.handledCpu = threadCpuMs() - cpuBefore;
         if (std::isnan(sample.drawn))
             untilDrawn.exec();
         m_untilDrawn = nullptr;
@@ -244,6 +261,7 @@ public:
         wait(4 * settleMs);
         m_frames.clear();
         m_steps.clear();
+        m_stepsCpu.clear();
         m_scrolling = true;
         m_stalled = false;
         QEventLoop untilEnd;
@@ -268,6 +286,7 @@ public:
     const std::vector<Frame>& frames() const { return m_frames; }
     // The step that preceded each frame, in the same order.
     const std::vector<double>& steps() const { return m_steps; }
+    const std::vector<double>& stepsCpu() const { return m_stepsCpu; }
     double scrolledTo() const { return m_list->property("contentY").toDouble(); }
 
 private:
@@ -283,6 +302,7 @@ private:
             m_stepped = false;
             m_frames.push_back(frame);
             m_steps.push_back(m_stepMs);
+            m_stepsCpu.push_back(m_stepCpuMs);
             if (m_list->property("atYEnd").toBool() || int(m_frames.size()) >= maxScrollSteps) {
                 m_untilEnd->quit();
                 return;
@@ -301,9 +321,10 @@ private:
         const double end = m_list->property("originY").toDouble() +
                            m_list->property("contentHeight").toDouble() - m_list->height();
         const double to = std::min(from + m_stepPx, end);
-        const double started = nowMs();
+        const double started = nowMs(), cpuStarted = threadCpuMs();
         m_list->setProperty("contentY", to);
         m_stepMs = nowMs() - started;
+        m_stepCpuMs = threadCpuMs() - cpuStarted;
         if (m_list->property("contentY").toDouble() == from) {
             // Nothing moved, so no frame comes: the end.
             m_untilEnd->quit();
@@ -338,10 +359,12 @@ private:
     bool m_stalled = false;
     int m_stepPx = defaultStepPx;
     double m_stepMs = 0;
+    double m_stepCpuMs = 0;
     QEventLoop* m_untilEnd = nullptr;
     QTimer* m_watchdog = nullptr;
     std::vector<Frame> m_frames;
     std::vector<double> m_steps;
+    std::vector<double> m_stepsCpu;
 };
 
 int run(const Options& options) {
@@ -422,6 +445,8 @@ int run(const Options& options) {
         column([](const AddSample& s) { return s.queued - s.inserted; }));
     row("  edit queued -> key handled (save)",
         column([](const AddSample& s) { return s.handled - s.queued; }));
+    row("  key handling's CPU time (rest: waiting)",
+        column([](const AddSample& s) { return s.handledCpu; }));
     row("  key handled -> frame started",
         column([](const AddSample& s) { return s.frame.start - s.pressedAt - s.handled; }));
     row("  frame: update request -> swapped",
@@ -430,12 +455,13 @@ int run(const Options& options) {
     if (!bench.scroll(options.stepPx))
         std::printf("\n(the list stopped drawing frames while scrolling: figures are partial)\n");
     const auto& frames = bench.frames();
-    std::vector<double> intervals, work, steps, polish, sync, render, flush;
+    std::vector<double> intervals, work, cpu, steps, polish, sync, render, flush;
     for (std::size_t i = 0; i < frames.size(); ++i) {
         const Frame& f = frames[i];
         if (i > 0)
             intervals.push_back(f.swapped - frames[i - 1].swapped);
         work.push_back(bench.steps()[i] + f.work());
+        cpu.push_back(bench.stepsCpu()[i] + f.cpu());
         steps.push_back(bench.steps()[i]);
         polish.push_back(f.polished - f.start);
         sync.push_back(f.synced - f.polished);
@@ -450,6 +476,7 @@ int run(const Options& options) {
     header();
     row("frame interval (swap -> swap)", stats(intervals), frameBudgetMs);
     row("frame cost (step + frame work)", stats(work), frameBudgetMs);
+    row("  its CPU time (rest: waiting for a core)", stats(cpu));
     row("  step: contentY set (delegates)", stats(steps));
     row("  polish", stats(polish));
     row("  sync", stats(sync));
