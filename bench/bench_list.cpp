@@ -3,7 +3,8 @@
 // the list scrolls from top to bottom. A report, measured once per run (not a benchmark loop).
 //
 // The app runs offline (see ShellHarness.h), so an add is applied to the document and queued at
-// once, as it is without network: what is measured is the local apply and the drawing.
+// once, as it is without network: what is measured is the local apply, the saved snapshot and
+// the drawing.
 //
 // Frames are stamped as the software render loop goes through them: the window's update
 // request starts one, then polish, sync, render and the flush to the window (frameSwapped).
