@@ -35,7 +35,7 @@ MainWindow::MainWindow(Store& store, PaneRouter& router, Preferences& prefs, Cli
     for (const auto signal :
          {&Store::lastRefreshChanged, &Store::isOfflineChanged, &Store::queuedEditsChanged,
           &Store::lastSyncedAtChanged, &Store::pendingConflictChanged})
-        connect(&m_store, signal, this, &MainWindow::labelsChanged);
+        connect(&m_store, signal, this, [this] { refreshLabels(); });
     connect(&m_store, &Store::proposalChanged, this, &MainWindow::proposalChanged);
     connect(&m_store, &Store::limitMessageChanged, this, &MainWindow::takeLimitMessage);
     // The connected layout keeps the usage figures fresh from the moment it shows.
@@ -272,7 +272,7 @@ void MainWindow::deferProposal() {
 
 void MainWindow::proposalChanged() {
     const auto stamp = m_store.proposal() ? m_store.proposal()->createdAt : std::nullopt;
-    Q_EMIT labelsChanged();
+    refreshLabels();
     if (stamp == m_proposalStamp)
         return;
     m_proposalStamp = stamp;
@@ -311,8 +311,30 @@ void MainWindow::recompute() {
     m_store.setSelection(selection);
     Q_EMIT currentRowChanged();
     Q_EMIT paneContentChanged();
-    Q_EMIT labelsChanged();
+    refreshLabels(true);
     scheduleMidnight();
+}
+
+void MainWindow::refreshLabels(bool listChanged) {
+    if (listChanged) {
+        const QDateTime at = now();
+        m_subtitle = MainScreen::subtitle(m_store.dueCount(at), m_store.overdueCount(at));
+    }
+    const QVariantList labels{
+        m_dueNowLate,    subtitle(),        filterSummary(),  menuFilterActive(), emptyState(),
+        aiButtonLabel(), aiButtonToolTip(), refreshToolTip(), sortOrderToolTip(), hideDoneToolTip(),
+        offlineText(),   hasProposal(),     keepMineLabel()};
+    if (labels != m_shownLabels) {
+        m_shownLabels = labels;
+        Q_EMIT labelsChanged();
+    }
+    if (!listChanged)
+        return;
+    const QVariantList shownChips = chips();
+    if (shownChips != m_shownChips) {
+        m_shownChips = shownChips;
+        Q_EMIT chipsChanged();
+    }
 }
 
 void MainWindow::scheduleMidnight() {
@@ -376,8 +398,7 @@ void MainWindow::undoLast() {
 // --- words ---
 
 QString MainWindow::subtitle() const {
-    const QDateTime at = now();
-    return MainScreen::subtitle(m_store.dueCount(at), m_store.overdueCount(at));
+    return m_subtitle;
 }
 
 QVariantList MainWindow::chips() const {

@@ -47,7 +47,7 @@ class MainWindow : public QObject {
     Q_PROPERTY(int dueNowLate READ dueNowLate NOTIFY labelsChanged)
     // Words that follow the document and the view.
     Q_PROPERTY(QString subtitle READ subtitle NOTIFY labelsChanged)
-    Q_PROPERTY(QVariantList chips READ chips NOTIFY labelsChanged)
+    Q_PROPERTY(QVariantList chips READ chips NOTIFY chipsChanged)
     Q_PROPERTY(QString filterSummary READ filterSummary NOTIFY labelsChanged)
     Q_PROPERTY(bool menuFilterActive READ menuFilterActive NOTIFY labelsChanged)
     Q_PROPERTY(QVariantMap emptyState READ emptyState NOTIFY labelsChanged)
@@ -179,6 +179,7 @@ Q_SIGNALS:
     void smartBusyChanged();
     void currentRowChanged();
     void labelsChanged();
+    void chipsChanged();
     void limitReasonChanged();
     // A new draft arrived for a form that may already be open.
     void draftFilled();
@@ -189,6 +190,9 @@ private:
     void proposalChanged();
     void takeLimitMessage();
     void scheduleMidnight();
+    // Notifies the words that really changed, so bindings and the chips' views rest
+    // otherwise.
+    void refreshLabels(bool listChanged = false);
 
     Store& m_store;
     PaneRouter& m_router;
@@ -211,6 +215,9 @@ private:
     std::optional<QDateTime> m_proposalStamp;
     QString m_limitReason;
     int m_dueNowLate = 0;
+    QVariantList m_shownLabels;
+    QString m_subtitle; // counted over the whole list: only when it changed
+    QVariantList m_shownChips;
     mutable UndoCenter m_undo;
     mutable ItemListModel m_rows;
     QTimer m_midnight;

@@ -7,8 +7,12 @@ MenuBarPanel::MenuBarPanel(AppDelegate& delegate, QObject* parent)
     , m_delegate(delegate)
     , m_store(*delegate.store())
     , m_rows(this) {
-    connect(&m_store, &Store::documentChanged, this, &MenuBarPanel::recomputeNow);
-    connect(&m_store, &Store::hasTokenChanged, this, &MenuBarPanel::recomputeNow);
+    m_followUp.setSingleShot(true);
+    m_followUp.setInterval(0);
+    connect(&m_followUp, &QTimer::timeout, this, &MenuBarPanel::recomputeNow);
+    const auto follow = [this] { m_followUp.start(); };
+    connect(&m_store, &Store::documentChanged, this, follow);
+    connect(&m_store, &Store::hasTokenChanged, this, follow);
     // "Due now" moves at midnight even when nothing else changes.
     m_midnight.setSingleShot(true);
     connect(&m_midnight, &QTimer::timeout, this, [this] {

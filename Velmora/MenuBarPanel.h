@@ -50,4 +50,6 @@ private:
     int m_dueCount = 0;
     QString m_toolTip;
     QTimer m_midnight;
+    // The panel follows an edit after the main window has drawn it.
+    QTimer m_followUp;
 };

@@ -92,6 +92,7 @@ QCoro::Task<bool> VelmoraApp::start() {
 
     auto* client = new APIClient(APIClient::defaultBaseURL(), token);
     m_store = std::make_unique<Store>(client, OfflineDisk(dataDirectory), std::move(keychain));
+    m_store->setDeferredSaves(true);
     m_prefs = std::make_unique<Preferences>(*m_settings, *m_loginItems);
     m_delegate = std::make_unique<AppDelegate>(*m_store, *m_prefs);
     m_panel = std::make_unique<MenuBarPanel>(*m_delegate);

@@ -67,7 +67,9 @@ Store::Store(APIClient* client, OfflineDisk disk, Keychain keychain, QObject* pa
     restore();
 }
 
-Store::~Store() = default;
+Store::~Store() {
+    flushSnapshot();
+}
 
 // --- observable setters: each notifies only on a real change ---
 
@@ -151,6 +153,17 @@ void Store::restore() {
 }
 
 void Store::persist() {
+    if (!m_deferredSaves)
+        return flushSnapshot();
+    if (m_saveTimer.isActive())
+        return;
+    m_saveTimer.setSingleShot(true);
+    m_saveTimer.callOnTimeout(this, &Store::flushSnapshot, Qt::UniqueConnection);
+    m_saveTimer.start(0);
+}
+
+void Store::flushSnapshot() {
+    m_saveTimer.stop();
     if (!m_syncedWire)
         return;
     m_strikes.removeIf([this](const auto& entry) { return !m_queue.contains(entry.key()); });
@@ -244,6 +257,7 @@ QCoro::Task<> Store::disconnect() {
     setLastSyncedAt({});
     setOffline(false);
     setPendingConflict(std::nullopt);
+    m_saveTimer.stop();
     m_disk.clear();
 }
 

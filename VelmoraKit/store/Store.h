@@ -106,7 +106,15 @@ public:
     QString setAsideMessage(const PendingOp& op) const;
 
     // --- the file ---
+    // Saves the snapshot: at once, or with deferred saves once the current event has been
+    // handled, so an edit's row is drawn before the disk is waited for (several edits in one
+    // turn then save once).
     void persist();
+    // Writes a pending save now.
+    void flushSnapshot();
+    // The app defers; a save is then at most one turn of the event loop behind the edit,
+    // and the Store's end writes what is pending.
+    void setDeferredSaves(bool deferred) { m_deferredSaves = deferred; }
     std::optional<Document> rebuiltFromBaseline() const;
 
     // --- notices ---
@@ -241,6 +249,8 @@ private:
     QTimer m_autoRefresh;
     bool m_monitorStarted = false;
     QTimer m_flashTimer;
+    QTimer m_saveTimer;
+    bool m_deferredSaves = false;
     int m_flashDurationMs = 2600;
 
     mutable ViewState m_view{this};

@@ -289,6 +289,30 @@ private Q_SLOTS:
         QCOMPARE(w.paneContent(), "placeholder");
     }
 
+    // Deferred saves: an edit reaches the snapshot after the event that made it, and a
+    // pending save is written when the Store goes.
+    void deferredSavesLandOnDisk() {
+        QTemporaryDir dir;
+        MemorySecretStore secrets;
+        auto store = std::make_unique<Store>(
+            new APIClient(server->baseURL(), server->createUser(QStringLiteral("deferred"))),
+            OfflineDisk(dir.path()), Keychain(secrets, QStringLiteral("svc")));
+        await(store->refresh(false));
+        store->setDeferredSaves(true);
+        store->pathUpdated(false);
+        const auto queued = [&] {
+            const auto snapshot = OfflineDisk(dir.path()).load();
+            return snapshot ? snapshot->queue.size() : -1;
+        };
+        QVERIFY(await(store->add(QStringLiteral("Later"), {}, {}, Section::action, {},
+                                 Priority::medium, {}, LocalID::make())));
+        QTRY_COMPARE_WITH_TIMEOUT(queued(), 1, 2000);
+        store->setFlagged(store->document().items.first(), true);
+        QCOMPARE(queued(), 1); // not yet: the save waits for the event to end
+        store.reset();
+        QCOMPARE(queued(), 2);
+    }
+
     // The seam: dragging stores the share at once, a double click resets it, both clamped.
     void seam() {
         auto h = signedIn();
