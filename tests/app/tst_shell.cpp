@@ -263,6 +263,8 @@ private Q_SLOTS:
         shell.find(main, QStringLiteral("itemList"))->forceActiveFocus();
         QTest::keyClick(main, Qt::Key_Space);
         QTRY_VERIFY_WITH_TIMEOUT(store->document().items.first().isDone(), 5000);
+        QTRY_COMPARE_WITH_TIMEOUT(store->queuedEdits(), 0, 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(!store->isLoading(), 5000);
         // Ctrl+N opens the full form with what the add row holds.
         field->forceActiveFocus();
         Shell::type(main, QStringLiteral("Half typed"));
