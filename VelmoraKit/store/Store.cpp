@@ -64,6 +64,9 @@ Store::Store(APIClient* client, OfflineDisk disk, Keychain keychain, QObject* pa
     m_flashTimer.setSingleShot(true);
     m_flashTimer.setTimerType(Qt::PreciseTimer); // a notice never goes before its time
     QObject::connect(&m_flashTimer, &QTimer::timeout, this, [this] { setFlash({}); });
+    m_saveTimer.setSingleShot(true);
+    m_saveTimer.setInterval(0);
+    QObject::connect(&m_saveTimer, &QTimer::timeout, this, &Store::flushSnapshot);
     restore();
 }
 
@@ -155,11 +158,8 @@ void Store::restore() {
 void Store::persist() {
     if (!m_deferredSaves)
         return flushSnapshot();
-    if (m_saveTimer.isActive())
-        return;
-    m_saveTimer.setSingleShot(true);
-    m_saveTimer.callOnTimeout(this, &Store::flushSnapshot, Qt::UniqueConnection);
-    m_saveTimer.start(0);
+    if (!m_saveTimer.isActive())
+        m_saveTimer.start();
 }
 
 void Store::flushSnapshot() {
