@@ -619,9 +619,38 @@ QCoro::Task<> Store::deleteItem(Item item) {
 QCoro::Task<QString> Store::sendAdd(PendingOps::Add add) {
     // The local id doubles as the idempotency key: stable across replays and relaunches,
     // so a reply lost after the server applied the add does not double the task.
-    auto task = m_client->add(add.title, add.note, add.section, LocalDay::date(add.dueDay),
-                              add.source, add.priority, itemLinks(add.links), add.localID);
-    co_return co_await std::move(task);
+    QPointer<Store> self(this);
+    m_addsInFlight.insert(add.localID);
+    auto settle = [&](const QString& serverID) {
+        if (!self)
+            return;
+        m_addsInFlight.remove(add.localID);
+        if (!serverID.isEmpty())
+            m_sentAdds.insert(add.localID, serverID);
+        Q_EMIT addSettled();
+    };
+    QString id;
+    try {
+        auto task = m_client->add(add.title, add.note, add.section, LocalDay::date(add.dueDay),
+                                  add.source, add.priority, itemLinks(add.links), add.localID);
+        id = co_await std::move(task);
+    } catch (...) {
+        settle({});
+        throw;
+    }
+    settle(id);
+    co_return id;
+}
+
+QCoro::Task<PendingOp> Store::afterItsAdd(PendingOp op) {
+    QPointer<Store> self(this);
+    const QString target = PendingOps::targetID(op);
+    while (self && m_addsInFlight.contains(target))
+        co_await qCoro(this, &Store::addSettled);
+    if (self)
+        if (const auto it = m_sentAdds.constFind(target); it != m_sentAdds.cend())
+            op = PendingOps::remap({op}, target, *it).first();
+    co_return op;
 }
 
 QCoro::Task<> Store::execute(PendingOp op) {
@@ -646,6 +675,15 @@ QCoro::Task<bool> Store::perform(PendingOp op) {
     Document applied = m_document;
     PendingOps::apply(op, applied, QDateTime::currentDateTimeUtc());
     setDocument(std::move(applied));
+
+    // An edit made while its task's add is still on the wire would name an id the server
+    // has never seen: it follows the add and takes the server's id.
+    if (!std::holds_alternative<PendingOps::Add>(op)) {
+        auto task = afterItsAdd(std::move(op));
+        op = co_await std::move(task);
+        if (!self)
+            co_return false;
+    }
 
     if (m_isOffline) {
         auto queue = m_queue;

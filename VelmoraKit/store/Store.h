@@ -181,6 +181,8 @@ Q_SIGNALS:
     void proposalChanged();
     // Internal: the exclusive job in flight has ended.
     void inFlightFinished();
+    // Internal: an add's send has ended, with or without a server id.
+    void addSettled();
 
 private:
     QCoro::Task<> runRefresh(bool announceChanges);
@@ -199,6 +201,9 @@ private:
     QCoro::Task<bool> perform(PendingOp op);
     QCoro::Task<> execute(PendingOp op);
     QCoro::Task<QString> sendAdd(PendingOps::Add add);
+    // Waits for the send of the add that made op's task, if one is under way, and points op
+    // at the server's id once that is known.
+    QCoro::Task<PendingOp> afterItsAdd(PendingOp op);
     QCoro::Task<> rollBack();
     void adoptServerID(const QString& serverID, const QString& localID);
     void drop(const PendingOp& op);
@@ -246,6 +251,8 @@ private:
     std::optional<Proposal> m_proposal;
 
     bool m_inFlight = false;
+    QSet<QString> m_addsInFlight;       // local ids whose add is being sent
+    QHash<QString, QString> m_sentAdds; // local id -> the server's id
     QTimer m_autoRefresh;
     bool m_monitorStarted = false;
     QTimer m_flashTimer;

@@ -193,6 +193,44 @@ private Q_SLOTS:
         QCOMPARE(f.store->queuedEdits(), 0);
     }
 
+    // A tick or flag given while the new task's add is still on the wire reaches that task,
+    // online or, when the add times out, through the queue.
+    void editsDuringAnAddFollowIt_data() {
+        QTest::addColumn<int>("addDelayMs");
+        QTest::addColumn<bool>("offline");
+        QTest::newRow("add answered") << 400 << false;
+        QTest::newRow("add timed out") << 2500 << true;
+    }
+    void editsDuringAnAddFollowIt() {
+        QFETCH(int, addDelayMs);
+        QFETCH(bool, offline);
+        Fixture f(*server, nextUser());
+        await(f.store->refresh(false));
+        f.server.delayNext(QStringLiteral("addItem"), addDelayMs, offline ? 2 : 1);
+        auto adding = f.store->add(QStringLiteral("Fresh"), {}, {}, Section::action, {},
+                                   Priority::medium, {}, LocalID::make());
+        const Item local = f.item(QStringLiteral("Fresh"));
+        QVERIFY(LocalID::isLocal(local.id));
+        auto ticking = f.store->toggle(local);
+        auto flagging = f.store->setFlagged(local, true);
+        await(std::move(flagging));
+        await(std::move(ticking));
+        QVERIFY(await(std::move(adding)));
+        QCOMPARE(f.store->lastError(), QString());
+        QCOMPARE(f.store->isOffline(), offline);
+        if (offline) {
+            QCOMPARE(f.store->queuedEdits(), 3);
+            f.comeBack();
+            await(f.store->sync());
+        }
+        QCOMPARE(f.store->queuedEdits(), 0);
+        const auto onServer = f.server.document(f.user).document.items;
+        QCOMPARE(onServer.size(), size_t(1));
+        QCOMPARE(onServer.front().status, ItemStatus::done);
+        QVERIFY(onServer.front().flagged.value_or(false));
+        QVERIFY(f.item(QStringLiteral("Fresh")).isDone());
+    }
+
     void refusedEditsRollBack_data() {
         QTest::addColumn<int>("status");
         QTest::addColumn<QByteArray>("body");
