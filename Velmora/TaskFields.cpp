@@ -1,5 +1,7 @@
 #include "TaskFields.h"
 
+#include "Characters.h"
+
 #include <QVariantMap>
 
 using namespace ItemForms;
@@ -81,7 +83,7 @@ void TaskFields::setPriority(const QString& wire) {
 }
 
 bool TaskFields::titleLimitReached() const {
-    return perceivedLength(m_title) >= FieldLimits::title;
+    return Characters::count(m_title) >= FieldLimits::title;
 }
 
 QVariantList TaskFields::priorityChoices() const {
@@ -112,7 +114,7 @@ void TaskFields::assignFields(const ItemEdits& fields) {
 }
 
 bool TaskFields::assignLimited(QString& field, const QString& text, int limit) {
-    return assign(field, limited(text, limit));
+    return assign(field, Characters::left(text, limit));
 }
 
 QVariantList TaskFields::linkMaps(const QList<ItemLink>& links) {

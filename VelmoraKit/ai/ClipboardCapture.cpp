@@ -1,6 +1,6 @@
 #include "ClipboardCapture.h"
 
-#include <QTextBoundaryFinder>
+#include "Characters.h"
 
 namespace ClipboardCapture {
 
@@ -8,18 +8,6 @@ namespace {
 
 bool isBlank(QChar c) {
     return c == QLatin1Char('\t') || c.category() == QChar::Separator_Space;
-}
-
-// Where a cut at `position` may fall: there, or at the grapheme start before it.
-qsizetype boundaryAtOrBefore(const QString& text, qsizetype position) {
-    if (position <= 0 || position >= text.size())
-        return position;
-    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
-    finder.setPosition(position);
-    if (finder.isAtBoundary())
-        return position;
-    const qsizetype previous = finder.toPreviousBoundary();
-    return previous < 0 ? 0 : previous;
 }
 
 } // namespace
@@ -34,12 +22,6 @@ QString trimBlanks(const QString& text) {
     return text.mid(begin, end - begin);
 }
 
-QString leftChars(const QString& text, qsizetype limit) {
-    if (text.size() <= limit)
-        return text;
-    return text.left(boundaryAtOrBefore(text, limit));
-}
-
 std::optional<Draft> draft(const QString& from) {
     QString text = from;
     text.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
@@ -52,24 +34,22 @@ std::optional<Draft> draft(const QString& from) {
     QString title = trimBlanks(lineEnd < 0 ? text : text.left(lineEnd));
     QString note = lineEnd < 0 ? QString() : text.mid(lineEnd + 1);
 
-    if (title.size() > titleLimit) {
+    if (const QList<qsizetype> at = Characters::starts(title); at.size() - 1 > titleLimit) {
         // Prefer a word break late in the line; only the stretch from 100 on counts, so a
         // title never shrinks below half its room.
-        qsizetype cut = -1;
+        qsizetype cut = at[titleLimit];
         for (qsizetype i = titleLimit - 1; i >= titleLimit / 2; --i) {
-            if (isBlank(title.at(i))) {
-                cut = i;
+            if (isBlank(title.at(at[i]))) {
+                cut = at[i];
                 break;
             }
         }
-        if (cut < 0)
-            cut = boundaryAtOrBefore(title, titleLimit);
         const QString overflow = trimBlanks(title.mid(cut));
         title = trimBlanks(title.left(cut));
         note = note.isEmpty() ? overflow : overflow + QLatin1Char('\n') + note;
     }
 
-    note = leftChars(note.trimmed(), noteLimit);
+    note = Characters::left(note.trimmed(), noteLimit);
     Draft result{title, std::nullopt};
     if (!note.isEmpty())
         result.note = note;

@@ -5,7 +5,8 @@
 #include <optional>
 
 // The plain local reading of pasted text: a title from its first line, the rest as the
-// note. It stands ready whatever the server does, so a paste is never lost.
+// note. It stands ready whatever the server does, so a paste is never lost. Limits count
+// characters as the reader sees them.
 namespace ClipboardCapture {
 
 inline constexpr qsizetype titleLimit = 200;
@@ -19,10 +20,6 @@ struct Draft {
 
 // Null when the text holds nothing but blanks and line ends.
 std::optional<Draft> draft(const QString& from);
-
-// The first `limit` characters of `text`, moved back to the start of a grapheme when the
-// limit falls inside one, so that a surrogate pair or an accent is never split.
-QString leftChars(const QString& text, qsizetype limit);
 
 // Trims spaces, tabs and other space separators, but not line ends.
 QString trimBlanks(const QString& text);

@@ -1,6 +1,7 @@
 #include "SmartInsert.h"
 
 #include "APIError.h"
+#include "Characters.h"
 #include "ClipboardCapture.h"
 #include "Json.h"
 #include "WireFormats.h"
@@ -164,8 +165,8 @@ QCoro::Task<Result> run(std::optional<QString> clipboard, Call call) {
     if (text.isEmpty())
         co_return Result{SmartDraft{}, emptyNotice()};
 
-    const bool overLimit = text.size() > SmartInsert::maxInputChars;
-    const QString sent = ClipboardCapture::leftChars(text, SmartInsert::maxInputChars);
+    const bool overLimit = Characters::count(text) > SmartInsert::maxInputChars;
+    const QString sent = Characters::left(text, SmartInsert::maxInputChars);
 
     // The whole paste, not only what is sent: a long one keeps its note when the server
     // cannot help.

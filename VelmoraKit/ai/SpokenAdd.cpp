@@ -1,5 +1,6 @@
 #include "SpokenAdd.h"
 
+#include "Characters.h"
 #include "ClipboardCapture.h"
 
 #include <QCoroTimer>
@@ -57,7 +58,7 @@ enrich(QString spoken, bool isOffline, std::chrono::milliseconds budget, SmartAd
     race->timer.setTimerType(Qt::PreciseTimer); // monotonic, like every QTimer
     race->timer.start(budget);
     // Started before the wait: a call that ends at once settles the race right here.
-    runCall(race, ClipboardCapture::leftChars(spoken, SmartInsert::maxInputChars), std::move(call));
+    runCall(race, Characters::left(spoken, SmartInsert::maxInputChars), std::move(call));
     if (!race->settled)
         co_await &race->timer;
     race->settled = true;

@@ -1,6 +1,5 @@
 #include "ItemForms.h"
 
-#include <QTextBoundaryFinder>
 #include <QUrl>
 
 #include "SkeletonFormat.h"
@@ -23,29 +22,6 @@ QString trimmedOfSpacesAndTabs(const QString& text) {
 }
 
 } // namespace
-
-int perceivedLength(const QString& text) {
-    if (text.isEmpty())
-        return 0;
-    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
-    int count = 0;
-    while (finder.toNextBoundary() != -1)
-        ++count;
-    return count;
-}
-
-QString limited(const QString& text, int limit) {
-    if (limit <= 0)
-        return {};
-    if (text.size() <= limit) // never more characters than code units
-        return text;
-    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
-    int count = 0;
-    for (qsizetype at = finder.toNextBoundary(); at != -1; at = finder.toNextBoundary())
-        if (++count == limit)
-            return text.left(at);
-    return text;
-}
 
 QString trimmed(const QString& text) {
     return text.trimmed();

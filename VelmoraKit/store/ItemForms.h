@@ -14,10 +14,6 @@
 // unsaved edits, and the lines they show.
 namespace ItemForms {
 
-// Characters are what the reader sees: a flag or an emoji with a skin tone counts once.
-int perceivedLength(const QString& text);
-// The first `limit` characters of `text`, or `text` itself when it is no longer.
-QString limited(const QString& text, int limit);
 // Trimmed of white space and line breaks, as titles are before they are sent.
 QString trimmed(const QString& text);
 // Empty text is sent as no value.

@@ -1,7 +1,7 @@
 #include "UndoCenter.h"
 
+#include "Characters.h"
 #include <QPointer>
-#include <QTextBoundaryFinder>
 
 UndoCenter::UndoCenter(std::chrono::milliseconds window, QObject* parent)
     : QObject(parent)
@@ -71,16 +71,7 @@ std::optional<UndoCenter::DeletedItem> UndoCenter::deleted() const {
 }
 
 QString UndoCenter::toastTitle(const QString& title) {
-    // Characters as the user sees them: an emoji or an accented letter counts once.
-    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, title);
-    qsizetype count = 0;
-    qsizetype cut = -1;
-    while (finder.toNextBoundary() != -1) {
-        ++count;
-        if (count == 47)
-            cut = finder.position();
-    }
-    if (count < 49)
+    if (Characters::count(title) < 49)
         return title;
-    return title.left(cut) + QStringLiteral("\u2026");
+    return Characters::left(title, 47) + QStringLiteral("\u2026");
 }

@@ -1,5 +1,7 @@
 #include "SmartReading.h"
 
+#include "Characters.h"
+
 #include <QRegularExpression>
 #include <QSet>
 #include <QStringList>
@@ -69,11 +71,8 @@ bool mentions(const QString& text, const char* pattern) {
 } // namespace
 
 std::optional<Reading> read(const QString& text, const QDate& today) {
-    qsizetype length = std::min(text.size(), maxInputChars);
-    // Never end on half a surrogate pair.
-    if (length < text.size() && length > 0 && text.at(length - 1).isHighSurrogate())
-        --length;
-    const QString input = text.left(length);
+    const QString input = Characters::left(text, maxInputChars);
+    const bool truncated = input.size() < text.size();
 
     std::optional<QString> who;
     QStringList lines;
@@ -107,7 +106,7 @@ std::optional<Reading> read(const QString& text, const QDate& today) {
     draft.set(QStringLiteral("priority"),
               mentions(input, "\\b(urgent|asap)\\b") ? "high" : "medium");
     draft.set(QStringLiteral("links"), linksIn(input));
-    return Reading{std::move(draft), text.size() > maxInputChars};
+    return Reading{std::move(draft), truncated};
 }
 
 } // namespace SmartReading

@@ -98,8 +98,8 @@ private Q_SLOTS:
             << chars(300) << OptString(chars(200)) << OptString(chars(100));
         QTest::newRow("blank before 100 ignored")
             << blankAt50 << OptString(blankAt50.left(200)) << OptString(chars(50));
-        QTest::newRow("pair across 200") << chars(199) + emoji + chars(10) << OptString(chars(199))
-                                         << OptString(emoji + chars(10));
+        QTest::newRow("emoji counts once") << chars(199) + emoji + chars(10)
+                                           << OptString(chars(199) + emoji) << OptString(chars(10));
         QTest::newRow("note cut at 2000")
             << "T\n" + chars(2500) << OptString("T") << OptString(chars(2000));
     }
@@ -208,6 +208,10 @@ private Q_SLOTS:
             << OptString("Call Dana") << server << longPaste;
         QTest::newRow("1001 drafted") << OptString(text1001) << drafted
                                       << OptString(text1001.left(1000)) << server << longPaste;
+        // Characters as the reader sees them: 600 emoji are 1,200 code units but fit.
+        const QString emoji = QString(QStringLiteral("\U0001F600")).repeated(600);
+        QTest::newRow("600 emoji")
+            << OptString(emoji) << drafted << OptString(emoji) << server << OptString();
         QTest::newRow("1001 refused")
             << OptString(text1001) << refused(SmartInsertRefusal::failed)
             << OptString(text1001.left(1000)) << draftOf("Call Dana", chars(991)) << notRun;
@@ -318,6 +322,15 @@ private Q_SLOTS:
         QTest::newRow("who, waiting, day")
             << "From: Dana\n\nWaiting for the contract, urgent\n2026-12-01" << contract << false;
         QTest::newRow("long") << "Long\n" + chars(1200) << draftOf("Long", chars(995)) << true;
+        // A weekday is the next such day; today's own name means a week on.
+        const auto dayName = [](qint64 days) {
+            return QLocale::c().dayName(QDate::currentDate().addDays(days).dayOfWeek()).toLower();
+        };
+        for (const qint64 days : {1, 3, 7}) {
+            SmartDraft call = draftOf("Call Ana on " + dayName(days));
+            call.due = inDays(days);
+            QTest::addRow("weekday %lld days on", days) << call.title << call << false;
+        }
     }
 
     void server() {

@@ -1,3 +1,4 @@
+#include "Characters.h"
 #include "ItemForms.h"
 
 #include <QStandardPaths>
@@ -53,8 +54,8 @@ private Q_SLOTS:
         QFETCH(int, limit);
         QFETCH(QString, cut);
         QFETCH(int, length);
-        QCOMPARE(limited(text, limit), cut);
-        QCOMPARE(perceivedLength(text), length);
+        QCOMPARE(Characters::left(text, limit), cut);
+        QCOMPARE(Characters::count(text), length);
     }
 
     void parsedNewLink_data() {
