@@ -178,37 +178,21 @@ FocusScope {
                     Layout.fillWidth: true
                     Repeater {
                         model: editor.links
-                        delegate: Rectangle {
+                        delegate: RowLayout {
                             id: chip
                             required property var modelData
                             required property int index
-                            implicitWidth: chipRow.implicitWidth + 8
-                            implicitHeight: chipRow.implicitHeight + 4
-                            radius: height / 2
-                            color: Style.raised
-                            RowLayout {
-                                id: chipRow
-                                anchors.centerIn: parent
-                                spacing: 0
-                                ToolButton {
-                                    text: chip.modelData.label
-                                    Accessible.name: chip.modelData.label
-                                    Accessible.description: chip.modelData.url
-                                    palette.buttonText: Style.accent
-                                    onClicked: if (/^https?:/i.test(chip.modelData.url))
-                                                   Qt.openUrlExternally(chip.modelData.url)
-                                    ToolTip.visible: hovered
-                                    ToolTip.delay: 600
-                                    ToolTip.text: chip.modelData.url
-                                }
-                                ToolButton {
-                                    text: "\u00D7"
-                                    Accessible.name: "Remove this link"
-                                    onClicked: editor.removeLink(chip.index)
-                                    ToolTip.visible: hovered
-                                    ToolTip.delay: 600
-                                    ToolTip.text: "Remove this link"
-                                }
+                            spacing: 0
+                            LinkChip {
+                                label: chip.modelData.label
+                                url: chip.modelData.url
+                                maximumWidth: 220
+                            }
+                            IconButton {
+                                objectName: "removeLink"
+                                iconSource: "qrc:/velmora/icons/close.svg"
+                                toolTipText: "Remove this link"
+                                onClicked: editor.removeLink(chip.index)
                             }
                         }
                     }

@@ -26,4 +26,14 @@ ApplicationWindow {
     palette.disabled.text: Style.secondaryText
     palette.disabled.button: Style.hover
     font.pixelSize: Style.bodyFont
+
+    // Tooltips can carry the server's text (an agent's name, a link's address), so the one
+    // tooltip the controls share draws plain text only.
+    Item {
+        Component.onCompleted: {
+            const tip = ToolTip.toolTip
+            if (tip && tip.contentItem && tip.contentItem.textFormat !== undefined)
+                tip.contentItem.textFormat = Text.PlainText
+        }
+    }
 }
