@@ -116,6 +116,17 @@ private Q_SLOTS:
             tips,
             QStringList({"Priority: Medium. Click to change.", "Priority: High. Click to change.",
                          "Priority: Low. Click to change.", "Priority: Medium. Click to change."}));
+        // Two-state controls name what a click will do.
+        QCOMPARE(QStringList({MainScreen::detailsButtonLabel(true),
+                              MainScreen::detailsButtonLabel(false),
+                              MainScreen::detailsButtonToolTip(true),
+                              MainScreen::detailsButtonToolTip(false)}),
+                 QStringList({"Hide details", "Show details", "Hide the details pane",
+                              "Show the details pane"}));
+        QCOMPARE(MainScreen::sortOrderToolTip(false), "Descending — click for ascending");
+        QCOMPARE(MainScreen::sortOrderToolTip(true), "Ascending — click for descending");
+        QCOMPARE(MainScreen::hideDoneToolTip(true), "Show done items");
+        QCOMPARE(MainScreen::hideDoneToolTip(false), "Hide done items");
         QCOMPARE(MainScreen::keepMineLabel(1), "Keep my 1 offline edit");
         QCOMPARE(MainScreen::keepMineLabel(3), "Keep my 3 offline edits");
     }

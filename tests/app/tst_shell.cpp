@@ -12,6 +12,8 @@
 #include <QClipboard>
 #include <QDir>
 #include <QGuiApplication>
+#include <QQmlContext>
+#include <QQmlExpression>
 #include <QQuickItem>
 #include <QRegularExpression>
 #include <QStandardPaths>
@@ -248,7 +250,11 @@ private Q_SLOTS:
             ++named;
         }
         QVERIFY(named > 15);
+        // The shared tooltip shows an agent's name or a link's address as plain text.
         QQuickItem* field = shell.find(main, QStringLiteral("addField"));
+        QQmlExpression format(qmlContext(field), field,
+                              QStringLiteral("ToolTip.toolTip.contentItem.textFormat"));
+        QCOMPARE(format.evaluate().toInt(), int(Qt::PlainText));
         field->forceActiveFocus();
         Shell::type(main, QStringLiteral("Water the plants"));
         QTest::keyClick(main, Qt::Key_Return);
@@ -334,6 +340,9 @@ private Q_SLOTS:
         const QString user = keepMine ? QStringLiteral("keeper") : QStringLiteral("yielder");
         Shell shell(*server, tokenFileFor(*server, tokens, user));
         Store* store = shell.app->store();
+        // One answer is photographed in each scheme.
+        const QString appearance = keepMine ? QStringLiteral("light") : QStringLiteral("dark");
+        shell.app->prefs()->setAppearanceText(appearance);
         QTRY_VERIFY_WITH_TIMEOUT(store->hasToken(), 10000);
         await(store->refresh(false));
         store->pathUpdated(false);
@@ -353,8 +362,7 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(
             popup(main, QStringLiteral("conflictDialog"))->property("opened").toBool(), 5000);
         QVERIFY(Shell::textItem(main, QStringLiteral("Keep my 1 offline edit")));
-        if (keepMine)
-            screenshot(main, QStringLiteral("conflict-dialog"));
+        screenshot(main, QStringLiteral("conflict-dialog-") + appearance);
         // Escape doesn't dismiss it: only an answer does.
         QTest::keyClick(main, Qt::Key_Escape);
         QVERIFY(popup(main, QStringLiteral("conflictDialog"))->property("visible").toBool());
