@@ -325,6 +325,15 @@ private Q_SLOTS:
         screenshot(main, QStringLiteral("undo-toast"));
         QCOMPARE(shell.app->mainModel()->undo()->messageText(),
                  QStringLiteral("Deleted \u201CSecond edited\u201D"));
+        // A chip narrows the list and the line says so; its "Clear" shows everything again.
+        Shell::click(shell.find(main, QStringLiteral("chip-waiting")));
+        QTRY_VERIFY_WITH_TIMEOUT(Shell::textItem(main, QStringLiteral("Nothing matches")), 2000);
+        QQuickItem* summary = shell.find(main, QStringLiteral("filterSummary"));
+        QVERIFY(summary->isVisible());
+        QCOMPARE(summary->property("text").toString(), QStringLiteral("Showing waiting on"));
+        Shell::click(shell.find(main, QStringLiteral("clearFilters")));
+        QTRY_VERIFY_WITH_TIMEOUT(!summary->isVisible(), 2000);
+        QVERIFY(!store->view()->isFiltered());
     }
 
     // Edits queued offline meet a change from another device: the dialog asks, and each
@@ -407,7 +416,11 @@ private Q_SLOTS:
         store->view()->setShowAll(true);
         window->moveSelection(1);
         screenshot(main, QStringLiteral("item-detail-") + appearance);
-        QGuiApplication::clipboard()->clear();
+        // A long paste with a link: the server's draft, its links line and the long-paste note.
+        QGuiApplication::clipboard()->setText(
+            QStringLiteral(
+                "Send the Q4 deck to Dana tomorrow\nDraft: https://docs.example.com/deck\n") +
+            QStringLiteral("Notes from the planning call. ").repeated(40));
         await(window->runSmartAdd());
         screenshot(main, QStringLiteral("draft-smart-add-") + appearance);
         window->closeDraft(false);
