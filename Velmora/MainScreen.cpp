@@ -135,35 +135,42 @@ EmptyState emptyState(bool isFiltered, bool showAll) {
             {}};
 }
 
-Rows rows(const QList<Item>& visible, const ViewSettings& view, const QDateTime& now) {
+Rows rows(QList<Item> visible, const ViewSettings& view, const QDateTime& now) {
     Rows out;
     if (ListQueries::isViewCustomised(view)) {
-        out.items = visible;
         out.placements =
             QList<RowPlacement>(visible.size(), RowPlacement{{}, view.sectionFilter.has_value()});
+        out.items = std::move(visible);
         return out;
     }
-    out.items.reserve(visible.size());
-    out.placements.reserve(visible.size());
-    const auto append = [&out](const Item& item, const QString& group) {
-        out.items.append(item);
-        out.placements.append(RowPlacement{group, true});
-    };
+    // The order is worked out first, so each task is moved, not copied, into its group.
+    QList<bool> today(visible.size());
+    for (qsizetype i = 0; i < visible.size(); ++i)
+        today[i] = visible.at(i).isToday(now);
+    QList<qsizetype> order;
+    order.reserve(visible.size());
     // Done items due today stay under "Due Now", below the open ones.
     for (const bool done : {false, true})
-        for (const Item& item : visible)
-            if (item.isToday(now) && item.isDone() == done) {
-                append(item, dueNowGroup);
-                if (!done && item.isOverdue(now))
+        for (qsizetype i = 0; i < visible.size(); ++i)
+            if (today.at(i) && visible.at(i).isDone() == done) {
+                order.append(i);
+                if (!done && visible.at(i).isOverdue(now))
                     ++out.dueNowLate;
             }
-    // The heading already names the section, so the stripe would repeat it.
+    const qsizetype dueNow = order.size();
     for (const Section section : Wire::allValues<Section>())
-        for (const Item& item : visible)
-            if (item.section == section && !item.isToday(now))
-                append(item, plural(section));
-    for (RowPlacement& placement : out.placements)
-        placement.sectionRedundant = placement.group != dueNowGroup;
+        for (qsizetype i = 0; i < visible.size(); ++i)
+            if (!today.at(i) && visible.at(i).section == section)
+                order.append(i);
+    out.items.reserve(order.size());
+    out.placements.reserve(order.size());
+    for (qsizetype at = 0; at < order.size(); ++at) {
+        Item& item = visible[order.at(at)];
+        // The heading already names the section, so the stripe would repeat it.
+        out.placements.append(at < dueNow ? RowPlacement{dueNowGroup, false}
+                                          : RowPlacement{plural(item.section), true});
+        out.items.append(std::move(item));
+    }
     return out;
 }
 

@@ -70,7 +70,7 @@ struct Rows {
     int dueNowLate = 0;
 };
 inline const QString dueNowGroup = QStringLiteral("Due Now");
-Rows rows(const QList<Item>& visible, const ViewSettings& view, const QDateTime& now);
+Rows rows(QList<Item> visible, const ViewSettings& view, const QDateTime& now);
 
 // Where the selection goes when the list changes: kept while its id is still listed,
 // otherwise the first row, or none for an empty list.

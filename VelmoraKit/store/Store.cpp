@@ -670,11 +670,22 @@ QCoro::Task<> Store::execute(PendingOp op) {
     }
 }
 
+void Store::applyLocally(const PendingOp& op) {
+    // In place: a copy of the list first would copy every task for one edit.
+    const bool isAdd = std::holds_alternative<PendingOps::Add>(op);
+    const QString id = PendingOps::targetID(op);
+    const std::optional<Item> before = isAdd ? std::nullopt : ListQueries::item(m_document, id);
+    if (!isAdd && !before)
+        return; // no such task: nothing changes
+    const qsizetype count = m_document.items.size();
+    PendingOps::apply(op, m_document, QDateTime::currentDateTimeUtc());
+    if (isAdd || m_document.items.size() != count || ListQueries::item(m_document, id) != before)
+        Q_EMIT documentChanged();
+}
+
 QCoro::Task<bool> Store::perform(PendingOp op) {
     QPointer<Store> self(this);
-    Document applied = m_document;
-    PendingOps::apply(op, applied, QDateTime::currentDateTimeUtc());
-    setDocument(std::move(applied));
+    applyLocally(op);
 
     // An edit made while its task's add is still on the wire would name an id the server
     // has never seen: it follows the add and takes the server's id.

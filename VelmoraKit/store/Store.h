@@ -198,6 +198,8 @@ private:
     QCoro::Task<> finishRuleChange(QCoro::Task<> sent, std::function<void()> putBack);
     qsizetype ruleIndex(const QString& id) const;
     QCoro::Task<> replayQueue();
+    // The edit on the document at once; observers hear of it only if something changed.
+    void applyLocally(const PendingOp& op);
     QCoro::Task<bool> perform(PendingOp op);
     QCoro::Task<> execute(PendingOp op);
     QCoro::Task<QString> sendAdd(PendingOps::Add add);
