@@ -92,7 +92,9 @@ QCoro::Task<bool> VelmoraApp::start() {
 
     auto* client = new APIClient(APIClient::defaultBaseURL(), token);
     m_store = std::make_unique<Store>(client, OfflineDisk(dataDirectory), std::move(keychain));
-    m_store->setDeferredSaves(true);
+    // An edit's snapshot is written after the frame that shows it (see below), or after
+    // 100 ms when no frame comes, as when the window is hidden.
+    m_store->setDeferredSaves(true, 100);
     m_prefs = std::make_unique<Preferences>(*m_settings, *m_loginItems);
     m_delegate = std::make_unique<AppDelegate>(*m_store, *m_prefs);
     m_panel = std::make_unique<MenuBarPanel>(*m_delegate);
@@ -133,6 +135,13 @@ QCoro::Task<bool> VelmoraApp::start() {
     m_settingsWindow = load(QStringLiteral("SettingsWindow.qml"));
     if (!m_mainWindow || !m_panelWindow || !m_settingsWindow)
         co_return false;
+    connect(
+        m_mainWindow, &QQuickWindow::frameSwapped, m_store.get(),
+        [store = m_store.get()] {
+            if (store->savePending())
+                store->flushSnapshot();
+        },
+        Qt::QueuedConnection);
 
     m_delegate->setOpenMainWindow([this] { openMainWindow(); });
     connect(m_delegate.get(), &AppDelegate::settingsRequested, this, &VelmoraApp::openSettings);

@@ -10,17 +10,20 @@ ColumnLayout {
     Flow {
         Layout.fillWidth: true
         spacing: 6
+        // A fixed number of chips whose words follow the counts: a new count rebinds a chip
+        // instead of building the row again.
         Repeater {
-            model: mainWindow.chips
+            model: mainWindow.chips.length
             delegate: SectionChip {
-                required property var modelData
-                objectName: "chip-" + (modelData.section || "all")
-                title: modelData.title
-                count: modelData.count
-                selected: modelData.selected
-                toolTipText: modelData.toolTip
-                accessibleName: modelData.accessibleName
-                onClicked: mainWindow.clickChip(modelData.section)
+                required property int index
+                readonly property var chipData: mainWindow.chips[index]
+                objectName: "chip-" + (chipData.section || "all")
+                title: chipData.title
+                count: chipData.count
+                selected: chipData.selected
+                toolTipText: chipData.toolTip
+                accessibleName: chipData.accessibleName
+                onClicked: mainWindow.clickChip(chipData.section)
             }
         }
     }

@@ -112,9 +112,14 @@ public:
     void persist();
     // Writes a pending save now.
     void flushSnapshot();
-    // The app defers; a save is then at most one turn of the event loop behind the edit,
-    // and the Store's end writes what is pending.
-    void setDeferredSaves(bool deferred) { m_deferredSaves = deferred; }
+    // The app defers; a save is then at most `delayMs` behind the edit (the app writes it
+    // sooner, right after the frame that shows the edit), and the Store's end writes what is
+    // pending.
+    void setDeferredSaves(bool deferred, int delayMs = 0) {
+        m_deferredSaves = deferred;
+        m_saveTimer.setInterval(delayMs);
+    }
+    bool savePending() const { return m_saveTimer.isActive(); }
     std::optional<Document> rebuiltFromBaseline() const;
 
     // --- notices ---

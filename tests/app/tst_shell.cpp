@@ -357,6 +357,12 @@ private Q_SLOTS:
         store->pathUpdated(false);
         QVERIFY(await(store->add(QStringLiteral("Mine"), {}, {}, Section::action, {},
                                  Priority::medium, {}, LocalID::make())));
+        // The queued edit is on disk once the window has drawn it.
+        const auto queuedOnDisk = [&] {
+            const auto snapshot = OfflineDisk(shell.dir.filePath(QStringLiteral("data"))).load();
+            return snapshot ? snapshot->queue.size() : -1;
+        };
+        QTRY_COMPARE_WITH_TIMEOUT(queuedOnDisk(), 1, 2000);
         auto stored = server->document(user).document;
         WireItem theirs;
         theirs.id = QStringLiteral("theirs");
