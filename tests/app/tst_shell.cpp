@@ -203,7 +203,7 @@ private Q_SLOTS:
         const int due = store->dueCount(QDateTime::currentDateTime());
         QVERIFY2(due > 0, "the demo list has something due today");
         MenuBarPanel* panel = shell.app->panel();
-        QTRY_COMPARE_WITH_TIMEOUT(panel->dueCount(), due, 5000); // it follows a turn later
+        QTRY_COMPARE_WITH_TIMEOUT(panel->dueCount(), due, 5000); // it follows shortly after
         QCOMPARE(panel->icon(), QStringLiteral("due"));
         QCOMPARE(panel->toolTip(), QStringLiteral("Velmora — %1 due now").arg(due));
 
