@@ -3,8 +3,8 @@
 // the list scrolls from top to bottom. A report, measured once per run (not a benchmark loop).
 //
 // The app runs offline (see ShellHarness.h), so an add is applied to the document and queued at
-// once, as it is without network: what is measured is the local apply, the saved snapshot and
-// the drawing.
+// once, as it is without network: what is measured is the local apply and the drawing (the
+// snapshot is written after the frame).
 //
 // Frames are stamped as the software render loop goes through them: the window's update
 // request starts one, then polish, sync, render and the flush to the window (frameSwapped).
@@ -184,7 +184,7 @@ struct Options {
 
 struct AddSample {
     double inserted = NAN; // Return -> rowsInserted
-    double queued = NAN;   // Return -> the edit queued, just before the snapshot is saved
+    double queued = NAN;   // Return -> the edit queued (its save is scheduled)
     double handled = NAN;  // Return -> the key event handled
     double handledCpu = NAN;
     double drawn = NAN; // Return -> frameSwapped
@@ -444,7 +444,7 @@ int run(const Options& options) {
     row("  Return -> row inserted", column([](const AddSample& s) { return s.inserted; }));
     row("  row inserted -> edit queued (labels etc.)",
         column([](const AddSample& s) { return s.queued - s.inserted; }));
-    row("  edit queued -> key handled (save)",
+    row("  edit queued -> key handled",
         column([](const AddSample& s) { return s.handled - s.queued; }));
     row("  key handling's CPU time (rest: waiting)",
         column([](const AddSample& s) { return s.handledCpu; }));
