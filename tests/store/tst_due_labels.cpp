@@ -56,18 +56,15 @@ private Q_SLOTS:
         QTest::addColumn<QTime>("time");
         QTest::addColumn<QString>("weekBack");
         QTest::addColumn<QString>("twoAhead");
+        const QByteArray york("America/New_York"), berlin("Europe/Berlin");
         QTest::newRow("New York, spring, early")
-            << QByteArray("America/New_York") << QDate(2026, 3, 8) << QTime(0, 30) << "Sun, Mar 1"
-            << "Tue, Mar 10";
+            << york << QDate(2026, 3, 8) << QTime(0, 30) << "Sun, Mar 1" << QString("Tue, Mar 10");
         QTest::newRow("New York, autumn")
-            << QByteArray("America/New_York") << QDate(2026, 11, 1) << QTime(1, 30) << "Sun, Oct 25"
-            << "Tue, Nov 3";
-        QTest::newRow("Berlin, spring")
-            << QByteArray("Europe/Berlin") << QDate(2026, 3, 29) << QTime(3, 30) << "Sun, Mar 22"
-            << "Tue, Mar 31";
-        QTest::newRow("Berlin, autumn")
-            << QByteArray("Europe/Berlin") << QDate(2026, 10, 25) << QTime(2, 30) << "Sun, Oct 18"
-            << "Tue, Oct 27";
+            << york << QDate(2026, 11, 1) << QTime(1, 30) << "Sun, Oct 25" << QString("Tue, Nov 3");
+        QTest::newRow("Berlin, spring") << berlin << QDate(2026, 3, 29) << QTime(3, 30)
+                                        << "Sun, Mar 22" << QString("Tue, Mar 31");
+        QTest::newRow("Berlin, autumn") << berlin << QDate(2026, 10, 25) << QTime(2, 30)
+                                        << "Sun, Oct 18" << QString("Tue, Oct 27");
     }
     void labelsAroundToday() {
         QFETCH(QByteArray, zone);

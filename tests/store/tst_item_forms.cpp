@@ -6,6 +6,8 @@
 
 using namespace ItemForms;
 
+Q_DECLARE_METATYPE(ItemEdits)
+
 namespace {
 
 ItemLink link(const QString& label, const QString& url) {
@@ -61,36 +63,27 @@ private Q_SLOTS:
     void parsedNewLink_data() {
         QTest::addColumn<QString>("label");
         QTest::addColumn<QString>("url");
-        QTest::addColumn<bool>("parses");
-        QTest::addColumn<QString>("name");
-        QTest::newRow("https") << "Doc"
-                               << "https://example.com/a" << true << "Doc";
-        QTest::newRow("http") << "Doc"
-                              << "http://example.com" << true << "Doc";
-        QTest::newRow("scheme in capitals") << "Doc"
-                                            << "HTTPS://example.com" << true << "Doc";
-        QTest::newRow("spaces and tabs trimmed") << " \tDoc \t"
-                                                 << "\t https://e.com " << true << "Doc";
-        QTest::newRow("ftp") << "Doc"
-                             << "ftp://example.com" << false << "";
-        QTest::newRow("mailto") << "Doc"
-                                << "mailto:ana@example.com" << false << "";
-        QTest::newRow("no scheme") << "Doc"
-                                   << "example.com" << false << "";
-        QTest::newRow("blank label") << " \t "
-                                     << "https://example.com" << false << "";
-        QTest::newRow("blank address") << "Doc"
-                                       << "  " << false << "";
-        QTest::newRow("does not parse") << "Doc"
-                                        << "https://exa mple.com" << false << "";
+        QTest::addColumn<QString>("name"); // empty: refused
+        const auto row = [](const char* tag, const char* label, const char* url, const char* name) {
+            QTest::newRow(tag) << QString(label) << QString(url) << QString(name);
+        };
+        row("https", "Doc", "https://example.com/a", "Doc");
+        row("http", "Doc", "http://example.com", "Doc");
+        row("scheme in capitals", "Doc", "HTTPS://example.com", "Doc");
+        row("spaces and tabs trimmed", " \tDoc \t", "\t https://e.com ", "Doc");
+        row("ftp", "Doc", "ftp://example.com", "");
+        row("mailto", "Doc", "mailto:ana@example.com", "");
+        row("no scheme", "Doc", "example.com", "");
+        row("blank label", " \t ", "https://example.com", "");
+        row("blank address", "Doc", "  ", "");
+        row("does not parse", "Doc", "https://exa mple.com", "");
     }
     void parsedNewLink() {
         QFETCH(QString, label);
         QFETCH(QString, url);
-        QFETCH(bool, parses);
         QFETCH(QString, name);
         const auto parsed = ItemForms::parsedNewLink(label, url);
-        QCOMPARE(parsed.has_value(), parses);
+        QCOMPARE(parsed.has_value(), !name.isEmpty());
         if (parsed) {
             QCOMPARE(parsed->label, name);
             QCOMPARE(parsed->url.scheme().toLower(), url.trimmed().section(u':', 0, 0).toLower());
@@ -98,17 +91,15 @@ private Q_SLOTS:
     }
 
     void canAddLink_data() {
+        QTest::addColumn<bool>("allowed");
         QTest::addColumn<QString>("label");
         QTest::addColumn<QString>("url");
-        QTest::addColumn<bool>("allowed");
-        QTest::newRow("new address") << "Spec"
-                                     << "https://s.example" << true;
-        QTest::newRow("same address, other label") << "Other"
-                                                   << "https://d.example" << false;
-        QTest::newRow("same address, padded") << "Other"
-                                              << " https://t.example\t" << false;
-        QTest::newRow("does not parse") << "Spec"
-                                        << "s.example" << false;
+        QTest::newRow("new address") << true << "Spec" << QString("https://s.example");
+        QTest::newRow("same address, other label")
+            << false << "Other" << QString("https://d.example");
+        QTest::newRow("same address, padded")
+            << false << "Other" << QString(" https://t.example\t");
+        QTest::newRow("does not parse") << false << "Spec" << QString("s.example");
     }
     void canAddLink() {
         QFETCH(QString, label);
@@ -118,50 +109,30 @@ private Q_SLOTS:
     }
 
     void dirty_data() {
-        QTest::addColumn<int>("change");
+        QTest::addColumn<ItemEdits>("edits");
         QTest::addColumn<bool>("isDirty");
-        QTest::newRow("as loaded") << 0 << false;
-        QTest::newRow("title") << 1 << true;
-        QTest::newRow("note typed") << 2 << true;
-        QTest::newRow("who cleared") << 3 << true;
-        QTest::newRow("date cleared") << 4 << true;
-        QTest::newRow("priority") << 5 << true;
-        QTest::newRow("links reordered") << 6 << true;
-        QTest::newRow("missing note taken as empty") << 7 << false;
-        QTest::newRow("same day, other zone") << 8 << false;
+        const auto edited = [](const std::function<void(ItemEdits&)>& change) {
+            ItemEdits edits = ItemEdits::of(sample());
+            change(edits);
+            return edits;
+        };
+        // The sample has no note: "as loaded" also shows a missing note taken as empty.
+        QTest::newRow("as loaded") << edited([](ItemEdits&) {}) << false;
+        QTest::newRow("title") << edited([](ItemEdits& e) { e.title += u'!'; }) << true;
+        QTest::newRow("note typed") << edited([](ItemEdits& e) { e.note = "more"; }) << true;
+        QTest::newRow("who cleared") << edited([](ItemEdits& e) { e.source.clear(); }) << true;
+        QTest::newRow("date cleared") << edited([](ItemEdits& e) { e.due.reset(); }) << true;
+        QTest::newRow("priority") << edited([](ItemEdits& e) { e.priority = Priority::low; })
+                                  << true;
+        QTest::newRow("links reordered")
+            << edited([](ItemEdits& e) { std::swap(e.links[0], e.links[1]); }) << true;
+        QTest::newRow("same day, other zone")
+            << edited([](ItemEdits& e) { e.due = e.due->toUTC(); }) << false;
     }
     void dirty() {
-        QFETCH(int, change);
+        QFETCH(ItemEdits, edits);
         QFETCH(bool, isDirty);
-        const Item item = sample();
-        ItemEdits edits = ItemEdits::of(item);
-        switch (change) {
-        case 1:
-            edits.title += u'!';
-            break;
-        case 2:
-            edits.note = QStringLiteral("more");
-            break;
-        case 3:
-            edits.source.clear();
-            break;
-        case 4:
-            edits.due.reset();
-            break;
-        case 5:
-            edits.priority = Priority::low;
-            break;
-        case 6:
-            std::swap(edits.links[0], edits.links[1]);
-            break;
-        case 7:
-            QVERIFY(edits.note.isEmpty() && !item.note);
-            break;
-        case 8:
-            edits.due = item.due->toUTC();
-            break;
-        }
-        QCOMPARE(ItemForms::dirty(edits, item), isDirty);
+        QCOMPARE(ItemForms::dirty(edits, sample()), isDirty);
     }
 
     void shareStatus_data() {

@@ -94,6 +94,9 @@ private:
     }
 
     static void addRows(bool withFsync) {
+        QTest::addColumn<Size>("size");
+        QTest::addColumn<QString>("calls");
+        QTest::addColumn<bool>("beforeRename"); // every call of the family precedes the rename
         for (const auto& [sizeName, size] : sizes)
             for (const auto& [family, calls] : families)
                 if (withFsync || qstrcmp(family, "fsync") != 0)
@@ -121,12 +124,7 @@ private Q_SLOTS:
         QFAIL(qPrintable(QStringLiteral("the injected kill did not happen: ") + output));
     }
 
-    void killAtEveryCall_data() {
-        QTest::addColumn<Size>("size");
-        QTest::addColumn<QString>("calls");
-        QTest::addColumn<bool>("beforeRename"); // every call of the family precedes the rename
-        addRows(true);
-    }
+    void killAtEveryCall_data() { addRows(true); }
 
     // For N = 1, 2, ... the writer dies on entering the Nth call of the family, until a run
     // gets through the whole save.
@@ -174,12 +172,7 @@ private Q_SLOTS:
             QVERIFY(sawStray);
     }
 
-    void failedCallKeepsOldFile_data() {
-        QTest::addColumn<Size>("size");
-        QTest::addColumn<QString>("calls");
-        QTest::addColumn<bool>("beforeRename");
-        addRows(false);
-    }
+    void failedCallKeepsOldFile_data() { addRows(false); }
 
     // Every call of the family fails (no space for writes, an I/O error for the others):
     // the save gives up in silence, leaves the old bytes and no temporary file, and the

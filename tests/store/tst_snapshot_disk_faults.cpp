@@ -146,11 +146,7 @@ private:
         return name == QLatin1String("read-only folder") ? Fault::readOnly : Fault::fullDisk;
     }
 
-    static void faultRows() {
-        QTest::addColumn<QString>("fault");
-        for (const char* name : {"full disk", "read-only folder"})
-            QTest::newRow(name) << QString::fromLatin1(name);
-    }
+    static constexpr const char* faults[] = {"full disk", "read-only folder"};
 
 private Q_SLOTS:
     void initTestCase() {
@@ -181,7 +177,7 @@ private Q_SLOTS:
     void diskKeepsOldFile_data() {
         QTest::addColumn<QString>("fault");
         QTest::addColumn<int>("items");
-        for (const char* name : {"full disk", "read-only folder"})
+        for (const char* name : faults)
             for (int items : {3, 2000})
                 QTest::addRow("%s, %d items", name, items) << QString::fromLatin1(name) << items;
     }
@@ -213,7 +209,11 @@ private Q_SLOTS:
         QCOMPARE(disk.load(), std::optional(next));
     }
 
-    void storeKeepsQueue_data() { faultRows(); }
+    void storeKeepsQueue_data() {
+        QTest::addColumn<QString>("fault");
+        for (const char* name : faults)
+            QTest::newRow(name) << QString::fromLatin1(name);
+    }
 
     // Offline edits go on while every persist fails: the queue in memory stays whole, the
     // file stays as it was, and the first persist that works writes all of it.
@@ -242,22 +242,17 @@ private Q_SLOTS:
                              Section::action, {}, Priority::low, {},
                              QStringLiteral("local-%1").arg(n));
         };
-        for (int n = 0; n < 3; ++n) {
-            auto task = addTask(n);
-            QVERIFY(TestAwait::await(std::move(task)));
-        }
+        for (int n = 0; n < 3; ++n)
+            QVERIFY(TestAwait::await(addTask(n)));
         const Item first = store.document().items.front();
-        auto toggle = store.toggle(first);
-        TestAwait::await(std::move(toggle));
-        auto flag = store.setFlagged(first, true);
-        TestAwait::await(std::move(flag));
+        TestAwait::await(store.toggle(first));
+        TestAwait::await(store.setFlagged(first, true));
         QCOMPARE(store.queue().size(), old.queue.size() + 5);
         QCOMPARE(readAll(place.file()) == oldBytes, true);
         QCOMPARE(store.lastError(), QString());
 
         place.heal();
-        auto last = addTask(3);
-        QVERIFY(TestAwait::await(std::move(last)));
+        QVERIFY(TestAwait::await(addTask(3)));
         const QList<PendingOp> expected = store.queue();
         QCOMPARE(expected.size(), old.queue.size() + 6);
         QCOMPARE(expected.mid(0, old.queue.size()), old.queue);

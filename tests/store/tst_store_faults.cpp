@@ -104,17 +104,16 @@ private Q_SLOTS:
         const QByteArray json = R"({"message":"You have reached 3 open tasks."})";
         const QString cap = QStringLiteral("You have reached 3 open tasks.");
         const QString rejected = APIError::unauthorised().errorDescription();
+        const std::pair<const char*, Fault> unreachable[] = {{"refused", Fault::refused},
+                                                             {"time-out", Fault::timeout},
+                                                             {"reply lost", Fault::replyLost}};
         for (const bool replay : {false, true}) {
             const char* phase = replay ? "replayed" : "live";
             auto row = [&](const char* name) -> QTestData& {
                 return QTest::addRow("%s %s", phase, name) << replay;
             };
-            row("refused") << Fault::refused << 0 << QByteArray() << true << QString() << QString()
-                           << 1;
-            row("time-out") << Fault::timeout << 0 << QByteArray() << true << QString() << QString()
-                            << 1;
-            row("reply lost") << Fault::replyLost << 0 << QByteArray() << true << QString()
-                              << QString() << 1;
+            for (const auto& [name, fault] : unreachable)
+                row(name) << fault << 0 << QByteArray() << true << QString() << QString() << 1;
             // A live refusal rolls back; a replayed 5xx or 401 keeps the edit for later.
             row("503") << Fault::status << 503 << QByteArray("busy") << replay
                        << "Server error 503: busy" << QString() << (replay ? 1 : 0);

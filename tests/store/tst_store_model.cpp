@@ -66,23 +66,13 @@ public:
         m_outage = outage;
         qDeleteAll(std::exchange(m_held, {}));
         client.setTimeoutMs(outage == Outage::silent ? 200 : 10'000);
-        switch (outage) {
-        case Outage::none:
-            m_session.setProxy(QNetworkProxy(QNetworkProxy::NoProxy));
-            break;
-        case Outage::refused:
-            m_session.setProxy(QNetworkProxy(QNetworkProxy::HttpProxy, QStringLiteral("127.0.0.1"),
-                                             m_refusedPort));
-            break;
-        case Outage::hangUp:
-            m_session.setProxy(QNetworkProxy(QNetworkProxy::HttpProxy, QStringLiteral("127.0.0.1"),
-                                             m_hangUp.serverPort()));
-            break;
-        case Outage::silent:
-            m_session.setProxy(QNetworkProxy(QNetworkProxy::HttpProxy, QStringLiteral("127.0.0.1"),
-                                             m_silent.serverPort()));
-            break;
-        }
+        const quint16 port = outage == Outage::refused  ? m_refusedPort
+                             : outage == Outage::hangUp ? m_hangUp.serverPort()
+                                                        : m_silent.serverPort();
+        m_session.setProxy(
+            outage == Outage::none
+                ? QNetworkProxy(QNetworkProxy::NoProxy)
+                : QNetworkProxy(QNetworkProxy::HttpProxy, QStringLiteral("127.0.0.1"), port));
     }
 
 private:
@@ -129,16 +119,9 @@ struct ModelOp {
     Priority priority = Priority::medium;
 
     QString rpc() const {
-        switch (kind) {
-        case Kind::setDone:
-            return QStringLiteral("setItemStatus");
-        case Kind::remove:
-            return QStringLiteral("softDelete");
-        case Kind::add:
-            return QStringLiteral("addItem");
-        default:
-            return QStringLiteral("updateItem");
-        }
+        static const char* rpcs[] = {"setItemStatus", "updateItem", "softDelete", "addItem",
+                                     "updateItem"};
+        return QString::fromLatin1(rpcs[int(kind)]);
     }
     // Equal records share one strike count, as the queue keys them by value.
     QString identity() const {
@@ -243,11 +226,7 @@ struct Model {
     // One edit: applied at once on screen, then sent, or queued while offline.
     // Returns whether it was accepted (saved or queued).
     bool perform(const ModelOp& op, const Fault& fault, bool networkDown, bool resent) {
-        if (offline) {
-            queue.push_back(op);
-            return true;
-        }
-        if (networkDown) {
+        if (offline || networkDown) {
             offline = true;
             queue.push_back(op);
             return true;
@@ -548,7 +527,7 @@ private:
         bool accepted = true;
         if (op.kind == Kind::add) {
             accepted = await(m_store->add(op.title, {}, {}, Section::action, {}, op.priority, {},
-                                          m_localIDs[op.key] = LocalID::make()));
+                                          LocalID::make()));
         } else {
             const Item* item = itemFor(op);
             expect(item, QStringLiteral("no item for %1").arg(op.describe()));
@@ -578,8 +557,7 @@ private:
     }
 
     void editWithFault(const Fault& fault) {
-        ModelOp op = chance(30) ? newAdd() : editOfExisting();
-        edit(op, fault);
+        edit(chance(30) ? newAdd() : editOfExisting(), fault);
     }
 
     void flipNetwork() {
@@ -707,17 +685,16 @@ private:
                QStringLiteral("did not settle"));
         const auto stored = m_server.document(m_user);
         const Document expected = WireMapping::document(stored.document);
-        if (m_store->document() != expected) {
-            QStringList mine, theirs;
-            for (const auto& item : m_store->document().items)
-                mine << item.id + QLatin1Char(' ') + item.title;
-            for (const auto& item : expected.items)
-                theirs << item.id + QLatin1Char(' ') + item.title;
-            expect(false,
-                   QStringLiteral("settled document differs from the server's:\n  client %1\n"
-                                  "  server %2")
-                       .arg(mine.join(QStringLiteral(", ")), theirs.join(QStringLiteral(", "))));
-        }
+        const auto list = [](const Document& document) {
+            QStringList lines;
+            for (const auto& item : document.items)
+                lines << item.id + QLatin1Char(' ') + item.title;
+            return lines.join(QStringLiteral(", "));
+        };
+        expect(m_store->document() == expected,
+               QStringLiteral("settled document differs from the server's:\n  client %1\n"
+                              "  server %2")
+                   .arg(list(m_store->document()), list(expected)));
         expect(m_store->syncedWire() && WireCompat::decodeDocument(*m_store->syncedWire()) ==
                                             std::optional(stored.document),
                QStringLiteral("the baseline is not the server's document"));
@@ -754,39 +731,34 @@ private:
                           item.deletedAt.has_value(), item.priority};
         }
         if (actual != m_model.server) {
-            QStringList lines;
-            auto show = [](const ModelItem& i) {
+            // Every field is shown, so two items differ exactly when their lines do.
+            const auto show = [](const QMap<QString, ModelItem>& items, const QString& key) {
+                if (!items.contains(key))
+                    return QStringLiteral("absent");
+                const ModelItem& i = items[key];
                 return QStringLiteral("%1%2%3%4 p%5")
                     .arg(i.title, i.done ? " done" : "", i.flagged ? " flagged" : "",
                          i.deleted ? " deleted" : "")
                     .arg(int(i.priority));
             };
-            QSet<QString> keys;
-            for (auto it = actual.cbegin(); it != actual.cend(); ++it)
-                keys.insert(it.key());
-            for (auto it = m_model.server.cbegin(); it != m_model.server.cend(); ++it)
-                keys.insert(it.key());
-            for (const auto& key : keys) {
-                const auto a = actual.value(key), m = m_model.server.value(key);
-                if (actual.contains(key) != m_model.server.contains(key) || !(a == m))
+            QStringList lines;
+            for (const auto& key :
+                 QSet<QString>(actual.keyBegin(), actual.keyEnd()) +
+                     QSet<QString>(m_model.server.keyBegin(), m_model.server.keyEnd()))
+                if (show(actual, key) != show(m_model.server, key))
                     lines << QStringLiteral("%1: server %2, model %3")
-                                 .arg(key,
-                                      actual.contains(key) ? show(a) : QStringLiteral("absent"),
-                                      m_model.server.contains(key) ? show(m)
-                                                                   : QStringLiteral("absent"));
-            }
+                                 .arg(key, show(actual, key), show(m_model.server, key));
             expect(false, QStringLiteral("server differs: ") + lines.join(QStringLiteral("; ")));
         }
 
         // The client's state.
-        QStringList queue, modelQueue;
+        QStringList queue, modelQueue, described;
         for (const auto& op : m_store->queue())
             queue << QString::number(op.index());
-        for (const auto& op : m_model.queue)
+        for (const auto& op : m_model.queue) {
             modelQueue << QString::number(int(op.kind));
-        QStringList described;
-        for (const auto& op : m_model.queue)
             described << op.describe();
+        }
         expect(queue == modelQueue, QStringLiteral("queue kinds %1, model %2 [%3]")
                                         .arg(queue.join(','), modelQueue.join(','),
                                              described.join(QStringLiteral(", "))));
@@ -832,7 +804,6 @@ private:
     MemorySecretStore m_secrets;
     std::unique_ptr<Store> m_store;
     Model m_model;
-    QHash<QString, QString> m_localIDs;
     int m_keys = 0;
     int m_renames = 0;
     QStringList m_log;

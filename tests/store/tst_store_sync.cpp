@@ -27,13 +27,16 @@ struct Fixture {
     MemorySecretStore secrets;
     std::unique_ptr<Store> store;
 
-    Fixture(ServerProcess& s, const QString& name)
+    // `load`: the first refresh has given the store its baseline.
+    Fixture(ServerProcess& s, const QString& name, bool load = true)
         : server(s)
         , user(name) {
         token = server.createUser(user);
         await(secrets.write(QStringLiteral("svc"), QString::fromLatin1(Keychain::account), token));
         // A store built with the keychain's token in hand, as the app does at launch.
         launch(token);
+        if (load)
+            await(store->refresh(false));
     }
 
     void launch(const std::optional<QString>& withToken = std::nullopt) {
@@ -111,12 +114,11 @@ private Q_SLOTS:
     void cleanup() { server->clearFaults(); }
 
     void connectAcceptsOnlyAWorkingToken() {
-        ServerProcess& s = *server;
-        const QString token = s.createUser(QStringLiteral("connecting"));
+        const QString token = server->createUser(QStringLiteral("connecting"));
         QTemporaryDir dir;
         MemorySecretStore secrets;
         Keychain keychain(secrets, QStringLiteral("svc"));
-        Store store(new APIClient(s.baseURL()), OfflineDisk(dir.path()), keychain);
+        Store store(new APIClient(server->baseURL()), OfflineDisk(dir.path()), keychain);
         QVERIFY(!store.hasToken());
 
         QVERIFY(!await(store.connect(QStringLiteral("not a token"))));
@@ -145,7 +147,7 @@ private Q_SLOTS:
     }
 
     void refreshLoadsOnlyWhenTheVersionMoved() {
-        Fixture f(*server, nextUser());
+        Fixture f(*server, nextUser(), false);
         QSignalSpy loading(f.store.get(), &Store::isLoadingChanged);
         await(f.store->refresh(false)); // no baseline yet: straight to the full load
         QVERIFY(f.store->syncedWire());
@@ -172,22 +174,20 @@ private Q_SLOTS:
 
     void onlineEditsComeBackFromTheServer() {
         Fixture f(*server, nextUser());
-        await(f.store->refresh(false));
-        QVERIFY(f.add(QStringLiteral("Call Ana")));
-        const Item added = f.item(QStringLiteral("Call Ana"));
-        QVERIFY(!LocalID::isLocal(added.id));
-        QCOMPARE(f.serverTitles(), QStringList{QStringLiteral("Call Ana")});
+        const QString title = QStringLiteral("Call Ana"), renamed = QStringLiteral("Call Ana back");
+        QVERIFY(f.add(title));
+        QVERIFY(!LocalID::isLocal(f.item(title).id));
+        QCOMPARE(f.serverTitles(), QStringList{title});
 
-        await(f.store->toggle(added));
-        QVERIFY(f.item(QStringLiteral("Call Ana")).isDone());
-        await(f.store->setFlagged(f.item(QStringLiteral("Call Ana")), true));
-        QVERIFY(f.item(QStringLiteral("Call Ana")).flagged);
-        QVERIFY(await(f.store->update(f.item(QStringLiteral("Call Ana")),
-                                      QStringLiteral("Call Ana back"), QStringLiteral(""),
+        await(f.store->toggle(f.item(title)));
+        QVERIFY(f.item(title).isDone());
+        await(f.store->setFlagged(f.item(title), true));
+        QVERIFY(f.item(title).flagged);
+        QVERIFY(await(f.store->update(f.item(title), renamed, QStringLiteral(""),
                                       QStringLiteral("Ana"), {}, Priority::high, {})));
-        QCOMPARE(f.item(QStringLiteral("Call Ana back")).source, QStringLiteral("Ana"));
-        QCOMPARE(f.item(QStringLiteral("Call Ana back")).note, std::nullopt);
-        await(f.store->deleteItem(f.item(QStringLiteral("Call Ana back"))));
+        QCOMPARE(f.item(renamed).source, QStringLiteral("Ana"));
+        QCOMPARE(f.item(renamed).note, std::nullopt);
+        await(f.store->deleteItem(f.item(renamed)));
         QVERIFY(f.titles().isEmpty());
         QVERIFY(f.serverTitles().isEmpty());
         QCOMPARE(f.store->queuedEdits(), 0);
@@ -205,7 +205,6 @@ private Q_SLOTS:
         QFETCH(int, addDelayMs);
         QFETCH(bool, offline);
         Fixture f(*server, nextUser());
-        await(f.store->refresh(false));
         f.server.delayNext(QStringLiteral("addItem"), addDelayMs, offline ? 2 : 1);
         auto adding = f.store->add(QStringLiteral("Fresh"), {}, {}, Section::action, {},
                                    Priority::medium, {}, LocalID::make());
@@ -231,40 +230,8 @@ private Q_SLOTS:
         QVERIFY(f.item(QStringLiteral("Fresh")).isDone());
     }
 
-    void refusedEditsRollBack_data() {
-        QTest::addColumn<int>("status");
-        QTest::addColumn<QByteArray>("body");
-        QTest::addColumn<QString>("limit");
-        QTest::addColumn<QString>("error");
-        QTest::newRow("402 json") << 402
-                                  << QByteArray(R"({"message":"You have reached 3 open tasks."})")
-                                  << "You have reached 3 open tasks." << QString();
-        QTest::newRow("402 text") << 402 << QByteArray("Plan limit reached") << "Plan limit reached"
-                                  << QString();
-        QTest::newRow("500") << 500 << QByteArray("boom") << QString() << "Server error 500: boom";
-        QTest::newRow("401") << 401 << QByteArray("{}") << QString()
-                             << APIError::unauthorised().errorDescription();
-    }
-
-    void refusedEditsRollBack() {
-        QFETCH(int, status);
-        QFETCH(QByteArray, body);
-        QFETCH(QString, limit);
-        QFETCH(QString, error);
-        Fixture f(*server, nextUser());
-        await(f.store->refresh(false));
-        f.server.failNext(QStringLiteral("addItem"), status, body);
-        QVERIFY(!f.add(QStringLiteral("Refused")));
-        QVERIFY(f.titles().isEmpty());
-        QCOMPARE(f.store->limitMessage(), limit);
-        QCOMPARE(f.store->lastError(), error);
-        QCOMPARE(f.store->queuedEdits(), 0);
-        QVERIFY(!f.store->isOffline());
-    }
-
     void offlineEditsQueueSurviveRelaunchAndReplay() {
         Fixture f(*server, nextUser());
-        await(f.store->refresh(false));
         QVERIFY(f.add(QStringLiteral("Before")));
 
         f.goOffline();
@@ -294,7 +261,6 @@ private Q_SLOTS:
 
     void lostReplyDoesNotDoubleAnAdd() {
         Fixture f(*server, nextUser());
-        await(f.store->refresh(false));
         // Qt itself sends a POST again when the connection closes unanswered; the repeat
         // carries the same key and gets the first reply.
         f.server.dropReplyAfterWrite(QStringLiteral("addItem"));
@@ -324,7 +290,6 @@ private Q_SLOTS:
 
     void keepingTheOnlineVersionDropsTheQueue() {
         Fixture f(*server, nextUser());
-        await(f.store->refresh(false));
         f.goOffline();
         QVERIFY(f.add(QStringLiteral("Mine")));
         f.comeBack();
@@ -342,7 +307,6 @@ private Q_SLOTS:
 
     void replayRefusalsAndStrikes() {
         Fixture f(*server, nextUser());
-        await(f.store->refresh(false));
         QVERIFY(f.add(QStringLiteral("Gone elsewhere")));
         QVERIFY(f.add(QStringLiteral("Flaky")));
         QVERIFY(f.add(QStringLiteral("Fine")));
@@ -384,7 +348,6 @@ private Q_SLOTS:
 
     void refreshesTakeTurns() {
         Fixture f(*server, nextUser());
-        await(f.store->refresh(false));
         f.slowVersion(300, 2);
         QElapsedTimer timer;
         timer.start();
@@ -399,7 +362,6 @@ private Q_SLOTS:
 
     void editQueuedDuringVersionCheckTurnsRefreshIntoSync() {
         Fixture f(*server, nextUser());
-        await(f.store->refresh(false));
         f.otherDeviceAdds(QStringLiteral("Theirs"));
         f.slowVersion(400);
         auto refresh = f.store->refresh(false);
@@ -425,7 +387,6 @@ private Q_SLOTS:
 
     void strikesSurviveRelaunch() {
         Fixture f(*server, nextUser());
-        await(f.store->refresh(false));
         QVERIFY(f.add(QStringLiteral("Flaky")));
         f.store->pathUpdated(false);
         await(f.store->toggle(f.item(QStringLiteral("Flaky"))));

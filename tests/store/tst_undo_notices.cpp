@@ -25,16 +25,6 @@ namespace {
 
 constexpr auto window = 200ms;
 
-// Waits until `done` holds, bounded; returns the milliseconds it took.
-template <typename F>
-qint64 waitUntil(F done, int boundMs = 3000) {
-    QElapsedTimer clock;
-    clock.start();
-    while (!done() && clock.elapsed() < boundMs)
-        QTest::qWait(2);
-    return clock.elapsed();
-}
-
 struct StoreFixture {
     QTemporaryDir dir;
     MemorySecretStore secrets;
@@ -87,8 +77,7 @@ private Q_SLOTS:
         center.show(QStringLiteral("id1"), QStringLiteral("Buy milk"));
         QCOMPARE(center.message(), QStringLiteral("Deleted \u201CBuy milk\u201D"));
         QCOMPARE(center.deleted(), (UndoCenter::DeletedItem{"id1", "Buy milk"}));
-        waitUntil([&] { return !center.hasOffer(); });
-        QVERIFY(!center.hasOffer());
+        QTRY_VERIFY_WITH_TIMEOUT(!center.hasOffer(), 3000);
         QVERIFY(clock.elapsed() >= window.count());
         // A center closed before its window ends leaves nothing behind to fire.
         auto closed = std::make_unique<UndoCenter>(window);
@@ -109,8 +98,7 @@ private Q_SLOTS:
         QTest::qWait(150);
         QCOMPARE(center.message(), QStringLiteral("Briefing action done"));
         QVERIFY(!center.isDeletion());
-        waitUntil([&] { return !center.hasOffer(); });
-        QVERIFY(!center.hasOffer());
+        QTRY_VERIFY_WITH_TIMEOUT(!center.hasOffer(), 3000);
         QVERIFY2(clock.elapsed() >= 400, qPrintable(QString::number(clock.elapsed())));
     }
 
@@ -157,96 +145,91 @@ private Q_SLOTS:
         f.store->announce(QStringLiteral("Back online"));
         QTest::qWait(300); // past the first announcement's end
         QCOMPARE(f.store->flash(), QStringLiteral("Back online"));
-        waitUntil([&] { return f.store->flash().isEmpty(); });
-        QVERIFY(f.store->flash().isEmpty());
+        QTRY_VERIFY_WITH_TIMEOUT(f.store->flash().isEmpty(), 3000);
         // Coarse timers may fire up to 5% early.
         QVERIFY2(clock.elapsed() >= 570, qPrintable(QString::number(clock.elapsed())));
     }
 
     void undoDeleteRestoresOnline() {
-        auto fixture = connected();
-        StoreFixture& f = *fixture;
+        const auto f = connected();
         UndoCenter center(5s);
-        QVERIFY(f.add(QStringLiteral("Keep me")));
-        const Item item = *f.find(QStringLiteral("Keep me"));
-        await(DeleteUndo::remove(f.store.get(), &center, item));
-        QVERIFY(!f.find(QStringLiteral("Keep me")));
+        QVERIFY(f->add(QStringLiteral("Keep me")));
+        const Item item = *f->find(QStringLiteral("Keep me"));
+        await(DeleteUndo::remove(f->store.get(), &center, item));
+        QVERIFY(!f->find(QStringLiteral("Keep me")));
         QCOMPARE(center.message(), QStringLiteral("Deleted \u201CKeep me\u201D"));
 
-        await(DeleteUndo::undo(f.store.get(), &center));
+        await(DeleteUndo::undo(f->store.get(), &center));
         QVERIFY(!center.hasOffer());
-        QCOMPARE(f.store->item(item.id)->title, QStringLiteral("Keep me"));
-        QVERIFY(f.store->lastError().isEmpty());
+        QCOMPARE(f->store->item(item.id)->title, QStringLiteral("Keep me"));
+        QVERIFY(f->store->lastError().isEmpty());
     }
 
     void undoDeleteOfflineDoesNothing() {
-        auto fixture = connected();
-        StoreFixture& f = *fixture;
+        const auto f = connected();
         UndoCenter center(5s);
-        QVERIFY(f.add(QStringLiteral("Gone")));
-        QVERIFY(f.add(QStringLiteral("Queued")));
-        const Item item = *f.find(QStringLiteral("Gone"));
-        await(DeleteUndo::remove(f.store.get(), &center, item));
+        QVERIFY(f->add(QStringLiteral("Gone")));
+        QVERIFY(f->add(QStringLiteral("Queued")));
+        const Item item = *f->find(QStringLiteral("Gone"));
+        await(DeleteUndo::remove(f->store.get(), &center, item));
         QVERIFY(center.isDeletion());
 
         // The connection goes while the toast stands: Undo clears it and sends nothing.
-        f.store->pathUpdated(false);
-        QVERIFY(!f.store->canUndoDelete());
+        f->store->pathUpdated(false);
+        QVERIFY(!f->store->canUndoDelete());
         // A fault that a restore would use up shows whether any request went out.
         server->failNext(QStringLiteral("restore"), 500);
-        await(DeleteUndo::undo(f.store.get(), &center));
+        await(DeleteUndo::undo(f->store.get(), &center));
         QCOMPARE(server->pendingFaults(), 1);
         QVERIFY(!center.hasOffer());
-        QVERIFY(!f.find(QStringLiteral("Gone")));
-        QVERIFY(f.store->lastError().isEmpty());
+        QVERIFY(!f->find(QStringLiteral("Gone")));
+        QVERIFY(f->store->lastError().isEmpty());
 
         // A delete made offline offers no undo at all.
-        await(DeleteUndo::remove(f.store.get(), &center, *f.find(QStringLiteral("Queued"))));
-        QVERIFY(!f.find(QStringLiteral("Queued")));
+        await(DeleteUndo::remove(f->store.get(), &center, *f->find(QStringLiteral("Queued"))));
+        QVERIFY(!f->find(QStringLiteral("Queued")));
         QVERIFY(!center.hasOffer());
     }
 
     void undoDeleteFailures() {
-        auto fixture = connected();
-        StoreFixture& f = *fixture;
-        QVERIFY(f.add(QStringLiteral("Stays deleted")));
-        const Item item = *f.find(QStringLiteral("Stays deleted"));
-        await(f.store->deleteItem(item));
+        const auto f = connected();
+        QVERIFY(f->add(QStringLiteral("Stays deleted")));
+        const Item item = *f->find(QStringLiteral("Stays deleted"));
+        await(f->store->deleteItem(item));
 
         // Refused by the server: an alert, and nothing queued.
         server->failNext(QStringLiteral("restore"), 500);
-        await(f.store->undoDelete(item.id));
-        QVERIFY(!f.store->lastError().isEmpty());
-        QVERIFY(!f.store->isOffline());
-        QVERIFY(!f.find(QStringLiteral("Stays deleted")));
-        f.store->clearError();
+        await(f->store->undoDelete(item.id));
+        QVERIFY(!f->store->lastError().isEmpty());
+        QVERIFY(!f->store->isOffline());
+        QVERIFY(!f->find(QStringLiteral("Stays deleted")));
+        f->store->clearError();
 
         // Unreachable: offline, no message, still nothing queued.
         server->delayNext(QStringLiteral("restore"), 2500);
-        await(f.store->undoDelete(item.id));
-        QVERIFY(f.store->isOffline());
-        QVERIFY(f.store->lastError().isEmpty());
-        QCOMPARE(f.store->queuedEdits(), 0);
+        await(f->store->undoDelete(item.id));
+        QVERIFY(f->store->isOffline());
+        QVERIFY(f->store->lastError().isEmpty());
+        QCOMPARE(f->store->queuedEdits(), 0);
     }
 
     void capRefusalHandedOverEachTime() {
-        auto fixture = connected();
-        StoreFixture& f = *fixture;
+        const auto f = connected();
         server->setOpenCap(QStringLiteral("undo%1").arg(users), 0);
-        QSignalSpy changed(f.store.get(), &Store::limitMessageChanged);
+        QSignalSpy changed(f->store.get(), &Store::limitMessageChanged);
         QStringList shown;
         // What the main window does: copy the refusal, reset the Store's field at once.
-        QObject::connect(f.store.get(), &Store::limitMessageChanged, f.store.get(), [&] {
-            const QString message = f.store->takeLimitMessage();
+        QObject::connect(f->store.get(), &Store::limitMessageChanged, f->store.get(), [&] {
+            const QString message = f->store->takeLimitMessage();
             if (!message.isEmpty())
                 shown << message;
         });
-        QVERIFY(!f.add(QStringLiteral("one too many")));
-        QVERIFY(!f.add(QStringLiteral("one too many")));
+        QVERIFY(!f->add(QStringLiteral("one too many")));
+        QVERIFY(!f->add(QStringLiteral("one too many")));
         QCOMPARE(shown.size(), 2);
         QVERIFY(!shown.first().isEmpty());
         QCOMPARE(shown.first(), shown.last());
-        QVERIFY(f.store->limitMessage().isEmpty());
+        QVERIFY(f->store->limitMessage().isEmpty());
         QCOMPARE(changed.count(), 4);
     }
 
