@@ -8,9 +8,8 @@ MenuBarPanel::MenuBarPanel(AppDelegate& delegate, QObject* parent)
     , m_store(*delegate.store())
     , m_rows(this) {
     m_followUp.setSingleShot(true);
-    // Shortly after a change, not at once: the main window draws the edit first, and a burst
-    // of edits costs one recompute.
-    m_followUp.setInterval(100);
+    // A burst of edits costs one recompute.
+    setShown(false);
     connect(&m_followUp, &QTimer::timeout, this, &MenuBarPanel::recomputeNow);
     const auto follow = [this] { m_followUp.start(); };
     connect(&m_store, &Store::documentChanged, this, follow);

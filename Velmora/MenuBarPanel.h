@@ -35,6 +35,9 @@ public:
 
     // The rows and count as of `now`; called on each change of the document and at midnight.
     void recompute(const QDateTime& now);
+    // While the panel shows, a tick in it is answered at once; otherwise the panel follows
+    // shortly after, once the main window has drawn the edit.
+    void setShown(bool shown) { m_followUp.setInterval(shown ? 0 : 100); }
 
 Q_SIGNALS:
     void dueCountChanged();
@@ -50,6 +53,5 @@ private:
     int m_dueCount = 0;
     QString m_toolTip;
     QTimer m_midnight;
-    // The panel follows an edit after the main window has drawn it.
     QTimer m_followUp;
 };

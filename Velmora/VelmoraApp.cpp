@@ -135,6 +135,7 @@ QCoro::Task<bool> VelmoraApp::start() {
     m_settingsWindow = load(QStringLiteral("SettingsWindow.qml"));
     if (!m_mainWindow || !m_panelWindow || !m_settingsWindow)
         co_return false;
+    connect(m_panelWindow, &QWindow::visibleChanged, m_panel.get(), &MenuBarPanel::setShown);
     connect(
         m_mainWindow, &QQuickWindow::frameSwapped, m_store.get(),
         [store = m_store.get()] {
