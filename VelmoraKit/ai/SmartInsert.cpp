@@ -165,8 +165,8 @@ QCoro::Task<Result> run(std::optional<QString> clipboard, Call call) {
     if (text.isEmpty())
         co_return Result{SmartDraft{}, emptyNotice()};
 
-    const bool overLimit = Characters::count(text) > SmartInsert::maxInputChars;
     const QString sent = Characters::left(text, SmartInsert::maxInputChars);
+    const bool overLimit = sent.size() < text.size();
 
     // The whole paste, not only what is sent: a long one keeps its note when the server
     // cannot help.
