@@ -276,7 +276,11 @@ QCoro::Task<std::optional<Proposal>> APIClient::loadProposal() {
     // Read by hand: a strict decoder would drop the kinds of delta this client doesn't know.
     auto task = post(QStringLiteral("loadProposal"), {}, {});
     const QByteArray body = co_await std::move(task);
-    co_return ProposalFormat::readReply(body);
+    try {
+        co_return ProposalFormat::readReply(body);
+    } catch (const DecodingError& error) {
+        throw APIError::decoding(error.message());
+    }
 }
 
 QCoro::Task<> APIClient::resolveProposal(QString createdAt, QList<int> accepted,

@@ -3,7 +3,12 @@
 #include "JsonDetail_p.h"
 
 #include <rapidjson/error/en.h>
+#include <rapidjson/memorystream.h>
+#include <rapidjson/reader.h>
 
+#include <algorithm>
+#include <charconv>
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 
@@ -54,6 +59,72 @@ QString invalid(rapidjson::ParseErrorCode code, std::size_t offset) {
         .arg(offset);
 }
 
+// Sits between RapidJSON's reader and the document. Numbers reach it as their text and are
+// converted here: RapidJSON's own conversion walks off its tables on a long run of zeros
+// or an exponent near the limit (a crash, an assertion, garbage) and turns an overflow into
+// infinity, which no JSON writer can write back. Nesting is counted as it opens.
+class Builder {
+public:
+    enum class Fault { none, number, depth };
+
+    explicit Builder(rapidjson::Document& document)
+        : m_document(document) {}
+
+    Fault fault() const { return m_fault; }
+
+    bool Null() { return m_document.Null(); }
+    bool Bool(bool b) { return m_document.Bool(b); }
+    bool Int(int i) { return m_document.Int(i); }
+    bool Uint(unsigned i) { return m_document.Uint(i); }
+    bool Int64(std::int64_t i) { return m_document.Int64(i); }
+    bool Uint64(std::uint64_t i) { return m_document.Uint64(i); }
+    bool Double(double d) {
+        return std::isfinite(d) ? m_document.Double(d) : refuse(Fault::number);
+    }
+    bool String(const char* s, rapidjson::SizeType n, bool copy) {
+        return m_document.String(s, n, copy);
+    }
+    bool Key(const char* s, rapidjson::SizeType n, bool copy) { return m_document.Key(s, n, copy); }
+    bool StartObject() { return open() && m_document.StartObject(); }
+    bool EndObject(rapidjson::SizeType members) {
+        --m_depth;
+        return m_document.EndObject(members);
+    }
+    bool StartArray() { return open() && m_document.StartArray(); }
+    bool EndArray(rapidjson::SizeType elements) {
+        --m_depth;
+        return m_document.EndArray(elements);
+    }
+
+    // A whole number that fits 64 bits stays whole; anything else must round to a finite
+    // double, and a nonzero value that underflows to zero is refused too.
+    bool RawNumber(const char* text, rapidjson::SizeType length, bool) {
+        const char* end = text + length;
+        if (std::none_of(text, end, [](char c) { return c == '.' || c == 'e' || c == 'E'; })) {
+            std::int64_t whole = 0;
+            const auto [stop, ec] = std::from_chars(text, end, whole);
+            if (ec == std::errc() && stop == end)
+                return m_document.Int64(whole);
+        }
+        double value = 0;
+        const auto [stop, ec] = std::from_chars(text, end, value);
+        if (ec != std::errc() || stop != end)
+            return refuse(Fault::number);
+        return Double(value);
+    }
+
+private:
+    bool open() { return ++m_depth <= maxDepth || refuse(Fault::depth); }
+    bool refuse(Fault fault) {
+        m_fault = fault;
+        return false;
+    }
+
+    rapidjson::Document& m_document;
+    int m_depth = 0;
+    Fault m_fault = Fault::none;
+};
+
 } // namespace
 
 bool parse(rapidjson::Document& document, QByteArrayView json, QString* error) {
@@ -63,29 +134,34 @@ bool parse(rapidjson::Document& document, QByteArrayView json, QString* error) {
             *error = invalid(rapidjson::kParseErrorStringInvalidEncoding, badOffset);
         return false;
     }
-    document.Parse<parseFlags>(json.data(), static_cast<size_t>(json.size()));
-    if (!document.HasParseError())
+    // Iterative, so that the reader's own recursion cannot exhaust the stack either.
+    constexpr unsigned flags =
+        rapidjson::kParseIterativeFlag | rapidjson::kParseNumbersAsStringsFlag;
+    rapidjson::MemoryStream stream(json.data(), static_cast<size_t>(json.size()));
+    rapidjson::Reader reader;
+    rapidjson::ParseResult result;
+    Builder::Fault fault = Builder::Fault::none;
+    auto generate = [&](rapidjson::Document& target) {
+        Builder builder(target);
+        result = reader.Parse<flags>(stream, builder);
+        fault = builder.fault();
+        return !result.IsError();
+    };
+    document.Populate(generate);
+    if (!result.IsError())
         return true;
-    if (error)
-        *error = invalid(document.GetParseError(), document.GetErrorOffset());
-    return false;
-}
-
-bool fitsDepth(const RValue& value, int depth) {
-    if (value.IsArray() || value.IsObject()) {
-        if (depth <= 0)
-            return false;
-        if (value.IsArray()) {
-            for (const auto& element : value.GetArray())
-                if (!fitsDepth(element, depth - 1))
-                    return false;
-        } else {
-            for (const auto& member : value.GetObject())
-                if (!fitsDepth(member.value, depth - 1))
-                    return false;
-        }
+    if (error) {
+        if (fault == Builder::Fault::depth)
+            *error = QStringLiteral("the data is nested too deeply");
+        else if (fault == Builder::Fault::number ||
+                 result.Code() == rapidjson::kParseErrorNumberTooBig) // RapidJSON's own check
+            *error =
+                QStringLiteral("the data is not valid JSON (a number out of range at offset %1)")
+                    .arg(result.Offset());
+        else
+            *error = invalid(result.Code(), result.Offset());
     }
-    return true;
+    return false;
 }
 
 JsonValue toValue(const RValue& value) {
@@ -132,7 +208,11 @@ void write(RWriter& writer, const JsonValue& value) {
         writer.Int64(value.toInteger());
         break;
     case JsonValue::Type::number:
-        writer.Double(value.toDouble());
+        // JSON has no infinity or NaN: such a value is written as null, never as nothing.
+        if (std::isfinite(value.toDouble()))
+            writer.Double(value.toDouble());
+        else
+            writer.Null();
         break;
     case JsonValue::Type::string:
         writeString(writer, value.toString());
@@ -248,11 +328,6 @@ std::optional<JsonValue> JsonValue::parse(QByteArrayView json, QString* error) {
     rapidjson::Document document;
     if (!JsonDetail::parse(document, json, error))
         return std::nullopt;
-    if (!JsonDetail::fitsDepth(document)) {
-        if (error)
-            *error = QStringLiteral("the data is nested too deeply");
-        return std::nullopt;
-    }
     return JsonDetail::toValue(document);
 }
 

@@ -16,15 +16,12 @@ namespace JsonDetail {
 using RValue = rapidjson::Value;
 using RWriter = rapidjson::Writer<rapidjson::StringBuffer>;
 
-// Iterative, so that hostile nesting cannot exhaust the stack. The encoding is checked
-// before parsing, see parse().
-constexpr unsigned parseFlags = rapidjson::kParseFullPrecisionFlag | rapidjson::kParseIterativeFlag;
+// Values are built, copied and destroyed recursively, and nothing this kit reads comes
+// near this depth, so parse() refuses deeper nesting as it opens.
+constexpr int maxDepth = 64;
 
-// JsonValue trees are built and destroyed recursively, so their depth is bounded.
-constexpr int maxValueDepth = 512;
-bool fitsDepth(const RValue& value, int depth = maxValueDepth);
-
-// Parses strictly; on failure returns false and describes the fault in *error.
+// Parses strictly: valid UTF-8, nesting up to maxDepth, and numbers that a 64-bit integer
+// or a finite double holds. On failure returns false and describes the fault in *error.
 bool parse(rapidjson::Document& document, QByteArrayView json, QString* error);
 
 inline QString string(const RValue& value) {

@@ -1,8 +1,8 @@
 #include "WireJson.h"
 
 #include "JsonDetail_p.h"
+#include "Proposal.h"
 
-#include <cmath>
 #include <type_traits>
 
 using JsonDetail::RValue;
@@ -53,20 +53,12 @@ void read(const RValue& v, const Path& p, bool& out) {
     out = v.GetBool();
 }
 
+// Only a whole number written as one: 3.0 and 3e0 are refused, so that what one side
+// accepts the other side reads the same way.
 void read(const RValue& v, const Path& p, qint64& out) {
-    if (v.IsInt64()) {
-        out = v.GetInt64();
-        return;
-    }
-    // A number written with a fraction of zero (3.0) is still a whole number.
-    if (v.IsDouble()) {
-        const double d = v.GetDouble();
-        if (std::isfinite(d) && std::trunc(d) == d && std::fabs(d) < 9.0e15) {
-            out = static_cast<qint64>(d);
-            return;
-        }
-    }
-    fail(p, QStringLiteral("expected an integer"));
+    if (!v.IsInt64())
+        fail(p, QStringLiteral("expected an integer"));
+    out = v.GetInt64();
 }
 
 template <WireEnum E>
@@ -79,10 +71,8 @@ void read(const RValue& v, const Path& p, E& out) {
     out = *parsed;
 }
 
-void read(const RValue& v, const Path& p, JsonValue& out) {
-    if (!JsonDetail::fitsDepth(v))
-        fail(p, QStringLiteral("nested too deeply"));
-    out = JsonDetail::toValue(v);
+void read(const RValue& v, const Path&, JsonValue& out) {
+    out = JsonDetail::toValue(v); // the parse bounded its depth
 }
 
 template <typename T>
@@ -101,6 +91,12 @@ void read(const RValue& v, const Path& p, WireRuleOrigin& out);
 void read(const RValue& v, const Path& p, WireRule& out);
 void read(const RValue& v, const Path& p, WireDocument& out);
 void read(const RValue& v, const Path& p, VersionReply& out);
+void read(const RValue& v, const Path& p, WireNewItem& out);
+void read(const RValue& v, const Path& p, WireItemPatch& out);
+void read(const RValue& v, const Path& p, WireNewRule& out);
+void read(const RValue& v, const Path& p, WireRulePatch& out);
+void read(const RValue& v, const Path& p, WireDelta& out);
+void read(const RValue& v, const Path& p, WireProposal& out);
 
 template <typename List>
 void readArray(const RValue& v, const Path& p, List& out) {
@@ -287,6 +283,104 @@ void read(const RValue& v, const Path& p, VersionReply& out) {
     o.required("version", out.version);
 }
 
+void read(const RValue& v, const Path& p, WireNewItem& out) {
+    const Obj o(v, p);
+    o.required("title", out.title);
+    o.nullable("note", out.note);
+    o.required("section", out.section);
+    o.required("channel", out.channel);
+    o.nullable("source", out.source);
+    o.nullable("source_id", out.sourceId);
+    o.nullable("due", out.due);
+    o.required("priority", out.priority);
+    o.nullable("flagged", out.flagged);
+    o.required("links", out.links);
+    o.nullable("initiated", out.initiated);
+    o.nullable("status", out.status);
+}
+
+void read(const RValue& v, const Path& p, WireItemPatch& out) {
+    const Obj o(v, p);
+    o.nullable("title", out.title);
+    o.nullable("section", out.section);
+    o.nullable("channel", out.channel);
+    o.nullable("priority", out.priority);
+    o.nullable("flagged", out.flagged);
+    o.nullable("links", out.links);
+    o.nullable("note", out.note);
+    o.nullable("source", out.source);
+    o.nullable("due", out.due);
+}
+
+void read(const RValue& v, const Path& p, WireNewRule& out) {
+    const Obj o(v, p);
+    o.required("action", out.action);
+    o.required("match", out.match);
+    o.required("params", out.params);
+    o.required("reason", out.reason);
+    o.required("origin", out.origin);
+    o.nullable("status", out.status);
+}
+
+void read(const RValue& v, const Path& p, WireRulePatch& out) {
+    const Obj o(v, p);
+    o.nullable("reason", out.reason);
+    o.nullable("status", out.status);
+    o.nullable("action", out.action);
+    o.nullable("match", out.match);
+    o.nullable("params", out.params);
+}
+
+// The kind is read first; a kind from a newer server ends the read there, as `unknown`.
+void read(const RValue& v, const Path& p, WireDelta& out) {
+    const Obj o(v, p);
+    QString kind;
+    o.required("kind", kind);
+    const auto named = Wire::parse<DeltaKind>(kind);
+    if (!named) {
+        out.kind = DeltaKind::unknown;
+        out.unknownKind = kind;
+        return;
+    }
+    out.kind = *named;
+    switch (out.kind) {
+    case DeltaKind::add:
+        o.required("item", out.item.emplace());
+        break;
+    case DeltaKind::complete:
+    case DeltaKind::remove:
+        o.required("item_id", out.itemId);
+        break;
+    case DeltaKind::update:
+        o.required("item_id", out.itemId);
+        o.required("patch", out.patch.emplace());
+        break;
+    case DeltaKind::addRule:
+        o.required("rule", out.rule.emplace());
+        break;
+    case DeltaKind::updateRule:
+        o.required("rule_id", out.ruleId);
+        o.required("patch", out.rulePatch.emplace());
+        break;
+    case DeltaKind::removeRule:
+    case DeltaKind::pauseRule:
+        o.required("rule_id", out.ruleId);
+        break;
+    case DeltaKind::unknown:
+        break;
+    }
+    o.nullable("reason", out.reason);
+}
+
+void read(const RValue& v, const Path& p, WireProposal& out) {
+    const Obj o(v, p);
+    o.required("schema_version", out.schemaVersion);
+    o.required("created_at", out.createdAt);
+    o.nullable("agent", out.agent);
+    o.nullable("summary", out.summary);
+    o.required("deltas", out.deltas);
+}
+
 void parseOrFail(rapidjson::Document& document, QByteArrayView json) {
     QString error;
     if (!JsonDetail::parse(document, json, &error))
@@ -320,6 +414,10 @@ void write(RWriter& w, const WireRuleMatch& value);
 void write(RWriter& w, const WireRuleParams& value);
 void write(RWriter& w, const WireRuleOrigin& value);
 void write(RWriter& w, const WireRule& value);
+void write(RWriter& w, const WireNewItem& value);
+void write(RWriter& w, const WireItemPatch& value);
+void write(RWriter& w, const WireNewRule& value);
+void write(RWriter& w, const WireRulePatch& value);
 
 template <typename List>
 void writeArray(RWriter& w, const List& list) {
@@ -483,6 +581,92 @@ void write(RWriter& w, const VersionReply& value) {
     w.EndObject();
 }
 
+void write(RWriter& w, const WireNewItem& value) {
+    w.StartObject();
+    field(w, "title", value.title);
+    field(w, "note", value.note);
+    field(w, "section", value.section);
+    field(w, "channel", value.channel);
+    field(w, "source", value.source);
+    field(w, "source_id", value.sourceId);
+    field(w, "due", value.due);
+    field(w, "priority", value.priority);
+    field(w, "flagged", value.flagged);
+    field(w, "links", value.links);
+    field(w, "initiated", value.initiated);
+    field(w, "status", value.status);
+    w.EndObject();
+}
+
+void write(RWriter& w, const WireItemPatch& value) {
+    w.StartObject();
+    field(w, "title", value.title);
+    field(w, "section", value.section);
+    field(w, "channel", value.channel);
+    field(w, "priority", value.priority);
+    field(w, "flagged", value.flagged);
+    field(w, "links", value.links);
+    field(w, "note", value.note);
+    field(w, "source", value.source);
+    field(w, "due", value.due);
+    w.EndObject();
+}
+
+void write(RWriter& w, const WireNewRule& value) {
+    w.StartObject();
+    field(w, "action", value.action);
+    field(w, "match", value.match);
+    field(w, "params", value.params);
+    field(w, "reason", value.reason);
+    field(w, "origin", value.origin);
+    field(w, "status", value.status);
+    w.EndObject();
+}
+
+void write(RWriter& w, const WireRulePatch& value) {
+    w.StartObject();
+    field(w, "reason", value.reason);
+    field(w, "status", value.status);
+    field(w, "action", value.action);
+    field(w, "match", value.match);
+    field(w, "params", value.params);
+    w.EndObject();
+}
+
+void write(RWriter& w, const WireDelta& value) {
+    w.StartObject();
+    field(w, "kind", value.kindName());
+    switch (value.kind) {
+    case DeltaKind::add:
+        field(w, "item", value.item.value_or(WireNewItem{}));
+        break;
+    case DeltaKind::complete:
+    case DeltaKind::remove:
+        field(w, "item_id", value.itemId);
+        break;
+    case DeltaKind::update:
+        field(w, "item_id", value.itemId);
+        field(w, "patch", value.patch.value_or(WireItemPatch{}));
+        break;
+    case DeltaKind::addRule:
+        field(w, "rule", value.rule.value_or(WireNewRule{}));
+        break;
+    case DeltaKind::updateRule:
+        field(w, "rule_id", value.ruleId);
+        field(w, "patch", value.rulePatch.value_or(WireRulePatch{}));
+        break;
+    case DeltaKind::removeRule:
+    case DeltaKind::pauseRule:
+        field(w, "rule_id", value.ruleId);
+        break;
+    case DeltaKind::unknown:
+        break;
+    }
+    if (value.kind != DeltaKind::unknown) // nothing of an unknown kind but its name is known
+        field(w, "reason", value.reason);
+    w.EndObject();
+}
+
 template <typename T>
 QByteArray encodeAny(const T& value) {
     rapidjson::StringBuffer buffer;
@@ -547,6 +731,8 @@ VELMORA_WIRE_TYPE(WireSuppression)
 VELMORA_WIRE_TYPE(VersionReply)
 VELMORA_WIRE_TYPE(QStringList)
 VELMORA_WIRE_TYPE(JsonValue)
+VELMORA_WIRE_TYPE(WireDelta)
+VELMORA_WIRE_TYPE(WireProposal)
 #undef VELMORA_WIRE_TYPE
 
 QByteArray encode(const WireDocument& document) {
@@ -569,6 +755,9 @@ QByteArray encode(const WireSuppression& suppression) {
 }
 QByteArray encode(const VersionReply& reply) {
     return encodeAny(reply);
+}
+QByteArray encode(const WireDelta& delta) {
+    return encodeAny(delta);
 }
 
 JsonValue toJson(const WireItem& item) {

@@ -8,6 +8,8 @@
 
 #include <stdexcept>
 
+struct WireDelta;
+
 // A reply that is not the JSON it should be. The message names the key and where, as in
 // `items[3].section: unknown value "later"`.
 class DecodingError : public std::runtime_error {
@@ -41,6 +43,7 @@ QByteArray encode(const WireSettings& settings);
 QByteArray encode(const WireRejection& rejection);
 QByteArray encode(const WireSuppression& suppression);
 QByteArray encode(const VersionReply& reply);
+QByteArray encode(const WireDelta& delta); // `kind` first; `unknown` writes its kind alone
 
 JsonValue toJson(const WireItem& item);
 JsonValue toJson(const WireRule& rule);

@@ -7,6 +7,8 @@
 #include <QStandardPaths>
 
 #include <cerrno>
+#include <cmath>
+#include <limits>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -16,15 +18,16 @@ namespace {
 // 2001-01-01T00:00:00Z in milliseconds since the Unix epoch.
 constexpr qint64 referenceEpochMs = 978'307'200'000;
 
-std::optional<qint64> integer(const JsonValue* value) {
-    if (!value)
+// Whole numbers only, within [low, high]: a file is input like any other.
+std::optional<qint64> integer(const JsonValue* value, qint64 low, qint64 high) {
+    if (!value || !value->isInteger() || value->toInteger() < low || value->toInteger() > high)
         return std::nullopt;
-    if (value->isInteger())
-        return value->toInteger();
-    if (value->isNumber() && std::trunc(value->toDouble()) == value->toDouble())
-        return qint64(value->toDouble());
-    return std::nullopt;
+    return value->toInteger();
 }
+
+// Far beyond any real save time (about 30,000 years either side of 2001), and small enough
+// that its milliseconds fit a qint64 with room to spare.
+constexpr double maxSyncedAtSeconds = 1e12;
 
 // A file system that cannot sync (EINVAL) is no reason to give up the save.
 bool syncData(int fd) {
@@ -99,13 +102,14 @@ std::optional<OfflineSnapshot> OfflineSnapshot::decode(QByteArrayView json) {
         return std::nullopt;
     out.wireDocument = *decoded;
 
-    const auto version = integer(root->find(u"syncedVersion"));
+    const auto version = integer(root->find(u"syncedVersion"), std::numeric_limits<qint64>::min(),
+                                 std::numeric_limits<qint64>::max());
     if (!version)
         return std::nullopt;
     out.syncedVersion = *version;
 
     const JsonValue* at = root->find(u"syncedAt");
-    if (!at || !at->isNumber())
+    if (!at || !at->isNumber() || !(std::fabs(at->toDouble()) <= maxSyncedAtSeconds))
         return std::nullopt;
     out.syncedAt = QDateTime::fromMSecsSinceEpoch(
         referenceEpochMs + qint64(std::llround(at->toDouble() * 1000.0)), Qt::UTC);
@@ -126,7 +130,7 @@ std::optional<OfflineSnapshot> OfflineSnapshot::decode(QByteArrayView json) {
             return std::nullopt;
         for (std::size_t i = 0; i < flat.size(); i += 2) {
             auto op = PendingOps::fromJson(flat[i]);
-            const auto count = integer(&flat[i + 1]);
+            const auto count = integer(&flat[i + 1], 0, std::numeric_limits<int>::max());
             if (!op || !count)
                 return std::nullopt;
             out.strikes.insert(std::move(*op), int(*count));

@@ -1,5 +1,6 @@
 #include "Proposals.h"
 
+#include "Proposal.h"
 #include "Records.h"
 #include "RuleEngine.h"
 #include "WireJson.h"
@@ -340,6 +341,17 @@ void validate(const JsonValue& proposal) {
         throw RpcError(400, QStringLiteral("a proposal needs a \"deltas\" array"));
     for (std::size_t i = 0; i < deltas->toArray().size(); ++i)
         checkDelta(deltas->toArray()[i], QStringLiteral("deltas[%1]").arg(i));
+    // Filed only if the client's own reader takes it, in the reply it will arrive in: what
+    // the client cannot load would stay pending and unanswerable.
+    const QByteArray reply = "{\"result\":" + proposal.toJson() + '}';
+    QString error;
+    if (!JsonValue::parse(reply, &error))
+        throw RpcError(400, QStringLiteral("the proposal: ") + error);
+    try {
+        ProposalFormat::readReply(reply);
+    } catch (const DecodingError& refusal) {
+        throw RpcError(400, refusal.message());
+    }
 }
 
 JsonValue file(UserState& state, JsonValue proposal, const QString& now, QDate today) {

@@ -17,9 +17,10 @@ namespace Proposals {
 // that is no delta.
 QString fingerprint(const JsonValue& delta);
 
-// Refuses (RpcError 400, naming the delta and key) a proposal that the client could not
-// read: not an object, no `deltas` array, or a delta of a known kind with a bad body.
-// Deltas of unknown kinds pass untouched.
+// Refuses (RpcError 400, naming the delta and key) a proposal that the client's reader
+// would refuse (not an object, no `deltas` array, a delta of a known kind with a bad body,
+// a number or nesting it cannot hold) or that breaks the server's own rules for a task or
+// rule. Deltas of unknown kinds pass untouched.
 void validate(const JsonValue& proposal);
 
 // Files `proposal` as the pending one, replacing any: validates it, stamps `created_at`

@@ -1,7 +1,6 @@
 // Reading a pending proposal: the loose reply, the open set of delta kinds, and the
 // strict records of the named kinds.
 
-#include "APIError.h"
 #include "Proposal.h"
 #include "WireJson.h"
 
@@ -74,6 +73,10 @@ private Q_SLOTS:
         QTest::newRow("bad section in add")
             << reply(QByteArray(addDelta).replace("\"action\"", "\"later\""))
             << QStringLiteral("delta 0: ") << false << QStringList();
+        QTest::newRow("count written with a fraction")
+            << reply(QByteArray(ruleDelta).replace("\"count\":0", "\"count\":3.0"))
+            << QStringLiteral("delta 0: rule.origin.count") << false
+            << QStringList();
     }
 
     void readsReplies() {
@@ -89,15 +92,14 @@ private Q_SLOTS:
             for (const auto& delta : proposal ? proposal->deltas : QList<ProposalDelta>())
                 got.append(delta.id);
             QCOMPARE(got, ids);
-        } catch (const APIError& e) {
-            QVERIFY2(!error.isEmpty(), qPrintable(e.body()));
-            QCOMPARE(e.kind(), APIError::Kind::decoding);
-            QVERIFY2(e.body().startsWith(error), qPrintable(e.body()));
+        } catch (const DecodingError& e) {
+            QVERIFY2(!error.isEmpty(), qPrintable(e.message()));
+            QVERIFY2(e.message().startsWith(error), qPrintable(e.message()));
             // The three texts stand alone; only a delta's failure carries more.
             if (!error.startsWith(QLatin1String("delta ")))
-                QCOMPARE(e.body(), error);
+                QCOMPARE(e.message(), error);
             else
-                QVERIFY(e.body().size() > error.size());
+                QVERIFY(e.message().size() > error.size());
         }
     }
 

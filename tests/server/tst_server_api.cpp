@@ -1,6 +1,7 @@
 // The remote methods of api/store over real HTTP: what each one changes, how each one
 // refuses, authentication, hostile input, idempotency keys and the open-task cap.
 
+#include "Proposal.h"
 #include "ServerProcess.h"
 #include "ServerTestUtil.h"
 #include "WireFormats.h"
@@ -37,6 +38,8 @@ private Q_SLOTS:
     void settingsAndFocus();
     void rules();
     void proposals();
+    void proposalsTheClientCannotRead_data();
+    void proposalsTheClientCannotRead();
     void refusals_data();
     void refusals();
     void authentication_data();
@@ -234,6 +237,46 @@ void TestServerApi::proposals() {
     QVERIFY(result(server->call(token, QStringLiteral("loadProposal"))).isNull());
 }
 
+// Filed through the admin route: refused with a sentence and nothing stored when the
+// client's reader would refuse it, as the client would receive it; read back otherwise.
+void TestServerApi::proposalsTheClientCannotRead_data() {
+    QTest::addColumn<QByteArray>("value"); // of an unknown key in a delta of unknown kind
+    QTest::addColumn<QByteArray>("rule");  // the count of an add_rule delta's origin
+    QTest::addColumn<int>("status");
+    const auto nested = [](int depth) { return QByteArray(depth, '[') + QByteArray(depth, ']'); };
+    QTest::newRow("plain") << QByteArray("1") << QByteArray("3") << 200;
+    QTest::newRow("count with a fraction") << QByteArray("1") << QByteArray("3.0") << 400;
+    QTest::newRow("350 zeros") << "0." + QByteArray(350, '0') << QByteArray("3") << 200;
+    QTest::newRow("past a double") << QByteArray("4.37e309") << QByteArray("3") << 400;
+    // The reply wraps the proposal in one more object than the filing did.
+    QTest::newRow("deepest the reply can hold") << nested(60) << QByteArray("3") << 200;
+    QTest::newRow("one deeper") << nested(61) << QByteArray("3") << 400;
+    QTest::newRow("512 deep") << nested(512) << QByteArray("3") << 400;
+}
+
+void TestServerApi::proposalsTheClientCannotRead() {
+    QFETCH(QByteArray, value);
+    QFETCH(QByteArray, rule);
+    QFETCH(int, status);
+    const QString token = newUser();
+    const QByteArray body = R"({"deltas":[{"kind":"split","x":)" + value +
+                            R"(},{"kind":"add_rule","rule":{"action":"exclude","match":{"op":"all",
+        "conditions":[]},"params":{},"reason":"r","origin":{"from":"manual","rejection_ids":[],
+        "count":)" + rule + "}}}]}";
+    const auto filed =
+        server->admin("PUT", QStringLiteral("/admin/users/user%1/proposal").arg(users), body);
+    QCOMPARE(filed.status, status);
+    const auto loaded = server->call(token, QStringLiteral("loadProposal"));
+    if (status != 200) {
+        QVERIFY2(!message(filed).isEmpty(), filed.body.constData());
+        QVERIFY(result(loaded).isNull());
+        return;
+    }
+    const auto proposal = ProposalFormat::readReply(loaded.body);
+    QVERIFY(proposal);
+    QCOMPARE(proposal->deltas.size(), 2);
+}
+
 void TestServerApi::refusals_data() {
     QTest::addColumn<QString>("method");
     QTest::addColumn<QByteArray>("arguments"); // ITEM and RULE stand for real ids
@@ -360,6 +403,10 @@ void TestServerApi::badInput_data() {
                                          QByteArray(100000, '[') + QByteArray(100000, ']') + '}'
                                   << 400;
     QTest::newRow("invalid UTF-8") << QByteArray("{\"method\":\"lo\xff\"}") << 400;
+    QTest::newRow("number past a double")
+        << QByteArray(R"({"method":"load","args":[4.37e309]})") << 400;
+    QTest::newRow("350 zeros") << R"({"method":"load","args":[0.)" + QByteArray(350, '0') + "]}"
+                               << 200;
     QTest::newRow("over 1 MiB") << QByteArray(R"({"method":"load","args":[")") +
                                        QByteArray(1100 * 1024, 'a') + QByteArray("\"]}")
                                 << 413;

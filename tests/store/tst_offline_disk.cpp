@@ -63,6 +63,18 @@ private Q_SLOTS:
             R"({"wireDocument":"e30=","syncedVersion":1,"syncedAt":0,"queue":[{"x":{}}]})");
         QTest::newRow("odd strikes") << QByteArray(
             R"({"wireDocument":"e30=","syncedVersion":1,"syncedAt":0,"queue":[],"strikes":[{"delete":{"id":"a"}}]})");
+        // Numbers a file cannot hold for us: each was undefined behaviour once converted.
+        const auto with = [](const char* version, const char* at, const char* count) {
+            return QStringLiteral(R"({"wireDocument":"e30=","syncedVersion":%1,"syncedAt":%2,)"
+                                  R"("queue":[],"strikes":[{"delete":{"id":"a"}},%3]})")
+                .arg(QLatin1String(version), QLatin1String(at), QLatin1String(count))
+                .toUtf8();
+        };
+        QTest::newRow("version past 64 bits") << with("1e300", "0", "1");
+        QTest::newRow("version with a fraction") << with("1.0", "0", "1");
+        QTest::newRow("time past any date") << with("1", "1e300", "1");
+        QTest::newRow("strikes past an int") << with("1", "0", "4294967296");
+        QTest::newRow("negative strikes") << with("1", "0", "-1");
     }
 
     void decodeRefuses() {

@@ -117,8 +117,10 @@ public:
 
     QString databasePath() const { return m_options.databasePath; }
 
-private:
+    // The admin listener as it stands, for tests of what it refuses.
     Reply admin(const QByteArray& method, const QString& path, const QByteArray& body = {});
+
+private:
     JsonValue adminJson(const QByteArray& method, const QString& path, const QByteArray& body = {});
 
     Options m_options;

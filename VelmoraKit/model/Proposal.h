@@ -148,16 +148,17 @@ struct Proposal {
     bool operator==(const Proposal&) const = default;
 };
 
+// Read and written by the model's one JSON reader and writer (WireJson), on both sides of
+// the wire: the server files only what readReply takes.
 namespace ProposalFormat {
 
-// Strict readers; they throw DecodingError.
+// Strict reader of one delta; throws DecodingError.
 WireDelta decodeDelta(const JsonValue& value);
-WireProposal decodeProposal(const JsonValue& value);
 // `kind` first; `unknown` writes its kind alone.
 JsonValue toJson(const WireDelta& delta);
 
 // Reads the reply of "loadProposal" loosely, so that unknown kinds survive. Null when
-// nothing is pending; throws APIError::decoding with one of three texts otherwise.
+// nothing is pending; throws DecodingError with one of three texts otherwise.
 std::optional<Proposal> readReply(QByteArrayView body);
 
 } // namespace ProposalFormat
