@@ -21,33 +21,22 @@ public:
     using Object = std::vector<Member>;
     enum class Type { null, boolean, integer, number, string, array, object };
 
-    JsonValue() = default;
-    JsonValue(std::nullptr_t) {}
-    JsonValue(bool value)
-        : m_value(value) {}
-    JsonValue(int value)
-        : m_value(std::int64_t(value)) {}
-    JsonValue(std::int64_t value)
-        : m_value(value) {}
-    JsonValue(long long value)
-        : m_value(std::int64_t(value)) {}
-    JsonValue(double value)
-        : m_value(value) {}
-    JsonValue(const QString& value)
-        : m_value(value) {}
-    JsonValue(const char* utf8)
-        : m_value(QString::fromUtf8(utf8)) {}
-    JsonValue(Array value)
-        : m_value(std::move(value)) {}
-    JsonValue(Object value)
-        : m_value(std::move(value)) {}
+    // Defined below Member: the variant needs every alternative complete (clang insists).
+    JsonValue();
+    JsonValue(std::nullptr_t);
+    JsonValue(bool value);
+    JsonValue(int value);
+    JsonValue(std::int64_t value);
+    JsonValue(long long value);
+    JsonValue(double value);
+    JsonValue(const QString& value);
+    JsonValue(const char* utf8);
+    JsonValue(Array value);
+    JsonValue(Object value);
     template <typename T>
-    JsonValue(const std::optional<T>& value) {
-        if (value)
-            *this = JsonValue(*value);
-    }
+    JsonValue(const std::optional<T>& value);
 
-    static JsonValue array(std::initializer_list<JsonValue> values) { return Array(values); }
+    static JsonValue array(std::initializer_list<JsonValue> values);
     static JsonValue object(std::initializer_list<Member> members);
 
     Type type() const { return static_cast<Type>(m_value.index()); }
@@ -90,6 +79,35 @@ struct JsonValue::Member {
     JsonValue value;
     bool operator==(const Member&) const = default;
 };
+
+inline JsonValue::JsonValue() = default;
+inline JsonValue::JsonValue(std::nullptr_t) {}
+inline JsonValue::JsonValue(bool value)
+    : m_value(value) {}
+inline JsonValue::JsonValue(int value)
+    : m_value(std::int64_t(value)) {}
+inline JsonValue::JsonValue(std::int64_t value)
+    : m_value(value) {}
+inline JsonValue::JsonValue(long long value)
+    : m_value(std::int64_t(value)) {}
+inline JsonValue::JsonValue(double value)
+    : m_value(value) {}
+inline JsonValue::JsonValue(const QString& value)
+    : m_value(value) {}
+inline JsonValue::JsonValue(const char* utf8)
+    : m_value(QString::fromUtf8(utf8)) {}
+inline JsonValue::JsonValue(Array value)
+    : m_value(std::move(value)) {}
+inline JsonValue::JsonValue(Object value)
+    : m_value(std::move(value)) {}
+template <typename T>
+JsonValue::JsonValue(const std::optional<T>& value) {
+    if (value)
+        *this = JsonValue(*value);
+}
+inline JsonValue JsonValue::array(std::initializer_list<JsonValue> values) {
+    return Array(values);
+}
 
 // The frame's name for a value that can be written as JSON.
 using AnyEncodable = JsonValue;

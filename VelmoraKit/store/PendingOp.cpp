@@ -29,6 +29,9 @@ template <typename... Ts>
 struct Overloaded : Ts... {
     using Ts::operator()...;
 };
+// clang 14 (the fuzz build) does not deduce an aggregate's arguments by itself.
+template <typename... Ts>
+Overloaded(Ts...) -> Overloaded<Ts...>;
 
 size_t hashOptional(const std::optional<QString>& value, size_t seed) {
     return value ? ::qHash(*value, seed) : seed ^ 0x9e3779b9u;
