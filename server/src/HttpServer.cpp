@@ -552,11 +552,12 @@ private:
                 std::size_t size = 0;
                 const auto [stop, error] =
                     std::from_chars(line.data(), line.data() + line.size(), size, 16);
-                if (line.empty() || stop != line.data() + line.size())
+                if (line.empty() || stop != line.data() + line.size() || error != std::errc())
                     return refuse(connection,
                                   error == std::errc::result_out_of_range ? tooLarge : badFraming);
                 connection.in.erase(0, end + 1);
-                if (connection.request.size() - connection.bodyStart + size > m_limits.maxBody)
+                const std::size_t taken = connection.request.size() - connection.bodyStart;
+                if (size > m_limits.maxBody - taken)
                     return refuse(connection, tooLarge);
                 connection.chunkLeft = size;
                 connection.phase = size == 0 ? Phase::trailers : Phase::chunkData;
