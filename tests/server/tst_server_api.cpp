@@ -325,6 +325,13 @@ void TestServerApi::refusals_data() {
     row("rule with a bad status", "updateRule", R"(["RULE", {"status":"sleeping"}])", 400,
         "sleeping");
     row("delete an unknown rule", "deleteRule", R"(["nope"])", 404);
+    // LONG stands for 32768 characters, one past the cap on free text; LINKS for 21 links.
+    row("title over the cap", "addItem", R"([{"title":"LONG","section":"action"}])", 400, "title");
+    row("note over the cap", "updateItem", R"(["ITEM", {"note":"LONG"}])", 400, "note");
+    row("too many links", "updateItem", R"(["ITEM", {"links":[LINKS]}])", 400, "links");
+    row("link label over the cap", "updateItem",
+        R"(["ITEM", {"links":[{"label":"LONG","url":"https://a.b"}]}])", 400, "label");
+    row("rule reason over the cap", "updateRule", R"(["RULE", {"reason":"LONG"}])", 400, "reason");
     row("resolve with nothing pending", "resolveProposal",
         R"([{"created_at":"2026-01-01T00:00:00Z","accepted":[],"rejected":[]}])", 409);
     row("resolve without an object", "resolveProposal", R"(["x"])", 400);
@@ -342,7 +349,11 @@ void TestServerApi::refusals() {
                                                 "conditions":[]},"params":{},"reason":"r"}])")))
                              .find(u"id")
                              ->toString();
-    arguments.replace("ITEM", item.toUtf8()).replace("RULE", rule.toUtf8());
+    const QByteArray link = R"({"label":"a","url":"https://a.b"})";
+    arguments.replace("ITEM", item.toUtf8())
+        .replace("RULE", rule.toUtf8())
+        .replace("LONG", QByteArray(32768, 'x'))
+        .replace("LINKS", (link + ',').repeated(20) + link);
     const qint64 before = currentVersion(token);
 
     const auto reply = server->call(token, method, args(arguments.constData()));
