@@ -651,7 +651,7 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(question->property("opened").toBool(), 2000);
         Shell::click(shell.find(main, QStringLiteral("deleteRule")));
         QTRY_VERIFY_WITH_TIMEOUT(server->document(user).document.rules.isEmpty(), 5000);
-        QCOMPARE(rules->rules()->count(), 0);
+        QTRY_COMPARE_WITH_TIMEOUT(rules->rules()->count(), 0, 5000);
     }
 
     void settingsTakeEffectAtOnce() {
