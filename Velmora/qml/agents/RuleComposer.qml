@@ -121,11 +121,13 @@ Rectangle {
             }
             Button {
                 objectName: "ruleCancel"
+                Accessible.name: text
                 text: "Cancel"
                 onClicked: composer.cancel()
             }
             Button {
                 objectName: "ruleCreate"
+                Accessible.name: text
                 text: "Create rule"
                 highlighted: true
                 enabled: form.canCreate
