@@ -18,6 +18,8 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <memory>
+#include <string>
 #include <thread>
 
 namespace {
@@ -75,6 +77,19 @@ void dropConnection(const httplib::Request& req) {
         }
     }
     closedir(dir);
+}
+
+// Sends the headers, with the full length, and only half the body; the library then
+// closes the connection, as a network that fails in the middle of a reply would.
+void cutAfterHeaders(httplib::Response& res) {
+    auto body = std::make_shared<std::string>(std::move(res.body));
+    const std::string type = res.get_header_value("Content-Type");
+    res.body.clear();
+    res.set_content_provider(body->size(), type,
+                             [body](std::size_t, std::size_t, httplib::DataSink& sink) {
+                                 sink.write(body->data(), body->size() / 2);
+                                 return false;
+                             });
 }
 
 // The remote method named in an `api/store` body, for matching faults; empty if none.
@@ -191,6 +206,8 @@ void installApi(httplib::Server& server, Service& service, FaultPlan& faults) {
         send(res, reply.status, reply.body);
         if (fault && fault->closeAfterWrite)
             dropConnection(req);
+        if (fault && fault->cutAfterHeaders)
+            cutAfterHeaders(res);
     });
 
     server.Get("/api/store/version", [&](const httplib::Request& req, httplib::Response& res) {
