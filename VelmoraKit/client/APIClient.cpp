@@ -8,6 +8,7 @@
 
 #include <QCoroNetworkReply>
 #include <QStringDecoder>
+#include <QUrlQuery>
 
 #include <memory>
 
@@ -66,22 +67,26 @@ QNetworkRequest APIClient::authorised(QNetworkRequest request) const {
     return request;
 }
 
-QNetworkRequest APIClient::request(const QString& path) const {
-    QUrl url = m_baseURL;
-    QString base = url.path();
-    if (!base.endsWith(QLatin1Char('/')))
-        base += QLatin1Char('/');
-    url.setPath(base + path);
-    QNetworkRequest request(url);
-    // Qt sets no time-out by default: a silent server would hang the call forever.
-    request.setTransferTimeout(m_timeoutMs);
-    // The token goes to this origin only: a redirect is answered as the 3xx it is.
-    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute,
-                         QNetworkRequest::ManualRedirectPolicy);
-    return authorised(request);
+std::unique_ptr<APIClient> APIClient::fresh() const {
+    auto client = std::make_unique<APIClient>(m_baseURL, m_token, m_session);
+    client->setTimeoutMs(m_timeoutMs);
+    return client;
 }
 
-QCoro::Task<QByteArray> APIClient::execute(QNetworkRequest request, QByteArray method,
+QString RawReply::text() const {
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    QString text = decoder.decode(body);
+    return decoder.hasError() ? QString() : text;
+}
+
+QByteArray RawReply::header(QByteArrayView name) const {
+    for (const auto& [key, value] : headers)
+        if (QByteArrayView(key).compare(name, Qt::CaseInsensitive) == 0)
+            return value;
+    return {};
+}
+
+QCoro::Task<RawReply> APIClient::transport(QNetworkRequest request, QByteArray method,
                                            QByteArray body) {
     std::unique_ptr<QNetworkReply, DeleteLater> reply(
         body.isNull() ? m_session->sendCustomRequest(request, method)
@@ -89,8 +94,10 @@ QCoro::Task<QByteArray> APIClient::execute(QNetworkRequest request, QByteArray m
     co_await reply.get();
 
     const QVariant statusAttribute = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
+    RawReply result;
     // A reply cut off by the time-out is closed already: nothing to read.
-    const QByteArray data = reply->isOpen() ? reply->readAll() : QByteArray();
+    if (reply->isOpen())
+        result.body = reply->readAll();
     // Codes below the HTTP range are the connection's own: with a status they mean a reply
     // cut off after its headers, which is a lost connection too, not bad data. A transport
     // failure passes through with Qt's own code; the client never aborts a reply itself, so
@@ -103,41 +110,73 @@ QCoro::Task<QByteArray> APIClient::execute(QNetworkRequest request, QByteArray m
         throw TransportError(code, reply->errorString());
     }
     // Read the status itself: Qt folds many statuses (402, 412, 429...) into one error code.
-    const int status = statusAttribute.isValid() ? statusAttribute.toInt() : 0;
-    if (status == 401)
+    result.status = statusAttribute.isValid() ? statusAttribute.toInt() : 0;
+    result.headers = reply->rawHeaderPairs();
+    co_return result;
+}
+
+QCoro::Task<RawReply> APIClient::raw(QByteArray method, QString path, RawRequest options) {
+    QUrl url = m_baseURL;
+    QString base = url.path();
+    if (!base.endsWith(QLatin1Char('/')))
+        base += QLatin1Char('/');
+    url.setPath(base + path);
+    if (!options.query.isEmpty()) {
+        // Each part fully encoded first: QUrlQuery would leave '+' as is, which servers read
+        // as a space.
+        QUrlQuery query;
+        for (const auto& [key, value] : std::as_const(options.query))
+            query.addQueryItem(QString::fromLatin1(QUrl::toPercentEncoding(key)),
+                               QString::fromLatin1(QUrl::toPercentEncoding(value)));
+        url.setQuery(query);
+    }
+    QNetworkRequest request(url);
+    // Qt sets no time-out by default: a silent server would hang the call forever.
+    request.setTransferTimeout(m_timeoutMs);
+    // The token goes to this origin only: a redirect is answered as the 3xx it is.
+    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute,
+                         QNetworkRequest::ManualRedirectPolicy);
+    if (!options.noAuth)
+        request = authorised(request);
+    QByteArray payload;
+    if (options.body) {
+        request.setHeader(QNetworkRequest::ContentTypeHeader,
+                          QByteArrayLiteral("application/json"));
+        payload = options.body->toJson();
+    }
+    for (const auto& [name, value] : std::as_const(options.headers))
+        request.setRawHeader(name, value);
+    auto task = transport(std::move(request), std::move(method), std::move(payload));
+    co_return co_await std::move(task);
+}
+
+QByteArray APIClient::checked(const RawReply& reply) {
+    if (reply.status == 401)
         throw APIError::unauthorised();
-    if (status >= 200 && status <= 299)
-        co_return data;
-    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    QString text = decoder.decode(data);
-    if (decoder.hasError())
-        text.clear();
-    throw APIError::server(status, text);
+    if (reply.isSuccess())
+        return reply.body;
+    throw APIError::server(reply.status, reply.text());
 }
 
 QCoro::Task<QByteArray> APIClient::authed(QString path, QByteArray method,
                                           std::optional<JsonValue::Object> body) {
-    QNetworkRequest req = request(path);
-    QByteArray payload;
-    if (body) {
-        req.setHeader(QNetworkRequest::ContentTypeHeader, QByteArrayLiteral("application/json"));
-        payload = JsonValue(std::move(*body)).toJson();
-    }
-    auto task = execute(std::move(req), method, payload);
-    co_return co_await std::move(task);
+    RawRequest options;
+    if (body)
+        options.body = JsonValue(std::move(*body));
+    auto task = raw(std::move(method), std::move(path), std::move(options));
+    const RawReply reply = co_await std::move(task);
+    co_return checked(reply);
 }
 
 QCoro::Task<QByteArray> APIClient::call(QString method, JsonValue::Array args,
                                         HttpHeaders headers) {
-    QNetworkRequest req = request(QStringLiteral("api/store"));
-    req.setHeader(QNetworkRequest::ContentTypeHeader, QByteArrayLiteral("application/json"));
-    for (const auto& [name, value] : headers)
-        req.setRawHeader(name, value);
-    const QByteArray payload = JsonValue::object({{QStringLiteral("method"), method},
-                                                  {QStringLiteral("args"), std::move(args)}})
-                                   .toJson();
-    auto task = execute(std::move(req), QByteArrayLiteral("POST"), payload);
-    co_return co_await std::move(task);
+    RawRequest options;
+    options.body = JsonValue::object(
+        {{QStringLiteral("method"), method}, {QStringLiteral("args"), std::move(args)}});
+    options.headers = std::move(headers);
+    auto task = raw(QByteArrayLiteral("POST"), QStringLiteral("api/store"), std::move(options));
+    const RawReply reply = co_await std::move(task);
+    co_return checked(reply);
 }
 
 QCoro::Task<> APIClient::sendIgnoringResult(QString method, JsonValue::Array args,

@@ -118,8 +118,9 @@ QCoro::Task<Document> APIClient::load() {
 }
 
 QCoro::Task<qint64> APIClient::version() {
-    auto task = execute(request(QStringLiteral("api/store/version")), QByteArrayLiteral("GET"), {});
-    const QByteArray body = co_await std::move(task);
+    auto task = raw(QByteArrayLiteral("GET"), QStringLiteral("api/store/version"));
+    const RawReply reply = co_await std::move(task);
+    const QByteArray body = checked(reply);
     try {
         co_return WireJson::decode<VersionReply>(body).version;
     } catch (const DecodingError& error) {
