@@ -1,9 +1,12 @@
 #include "HttpApi.h"
 
 #include "AdminApi.h"
+#include "CreditsApi.h"
+#include "DismissApi.h"
 #include "Routes.h"
 #include "SmartInsertApi.h"
 #include "StoreApi.h"
+#include "UsageApi.h"
 
 #include <httplib.h>
 
@@ -47,6 +50,9 @@ void installApi(httplib::Server& server, Service& service, FaultPlan& faults) {
     // One line per route family; each keeps its routes and tables in its own file.
     StoreApi::install(server, service, faults);
     SmartInsertApi::install(server, service, faults);
+    UsageApi::install(server, service, faults);
+    CreditsApi::install(server, service, faults);
+    DismissApi::install(server, service, faults);
 }
 
 void installAdmin(httplib::Server& server, Service& service, FaultPlan& faults,
@@ -65,6 +71,7 @@ void installAdmin(httplib::Server& server, Service& service, FaultPlan& faults,
 
     AdminApi::install(server, service, faults);
     SmartInsertApi::installAdmin(server, service);
+    CreditsApi::installAdmin(server, service);
 }
 
 } // namespace HttpApi
