@@ -1,12 +1,11 @@
 #pragma once
 
+#include "HttpServer.h"
+
 #include <QByteArray>
 
 #include <cstddef>
 
-namespace httplib {
-class Server;
-}
 class FaultPlan;
 class Service;
 
@@ -14,15 +13,18 @@ namespace HttpApi {
 
 constexpr std::size_t maxBodyBytes = 1024 * 1024;
 
-// Limits shared by both listeners: a bounded pool of `threads`, the body cap (413) and JSON
-// bodies `{"message": ...}` on every error the library raises itself.
-void configure(httplib::Server& server, std::size_t threads);
+// What both listeners hold requests to: a pool of `threads` for complete requests, the
+// body cap (413) and the read deadlines.
+HttpServer::Limits limits(std::size_t threads);
 
-// `POST /api/store`, `GET /api/store/version` and `POST /api/ai/smart-insert`, with the
-// scripted faults applied.
+// JSON bodies `{"message": ...}` on every error the library raises itself.
+void configure(httplib::Server& server);
+
+// Every family's routes (the document, Smart Add...), with the scripted faults applied.
 void installApi(httplib::Server& server, Service& service, FaultPlan& faults);
 
-// The admin listener's routes, each guarded by `Authorization: Bearer <secret>`.
+// The admin listener's routes of every family, each guarded by
+// `Authorization: Bearer <secret>`.
 void installAdmin(httplib::Server& server, Service& service, FaultPlan& faults,
                   const QByteArray& secret);
 

@@ -20,12 +20,14 @@ public:
         std::string body;
         std::string contentType = "application/json";
         std::chrono::milliseconds delay{0};
+        std::string location{}; // sent as the Location header when set
     };
     struct Request {
         std::string method;
         std::string path;
         std::string body;
         std::multimap<std::string, std::string, httplib::detail::ci> headers;
+        std::multimap<std::string, std::string> params; // the query, decoded
         bool hasHeader(const std::string& name) const { return headers.count(name) > 0; }
         std::string header(const std::string& name) const {
             const auto it = headers.find(name);
@@ -38,7 +40,8 @@ public:
             Reply reply;
             {
                 std::lock_guard lock(m_mutex);
-                m_last = {req.method, req.path, req.body, {}};
+                m_last = {
+                    req.method, req.path, req.body, {}, {req.params.begin(), req.params.end()}};
                 for (const auto& [name, value] : req.headers)
                     m_last.headers.emplace(name, value);
                 ++m_count;
@@ -47,6 +50,8 @@ public:
             if (reply.delay.count() > 0)
                 std::this_thread::sleep_for(reply.delay);
             res.status = reply.status;
+            if (!reply.location.empty())
+                res.set_header("Location", reply.location);
             if (!reply.body.empty())
                 res.set_content(reply.body, reply.contentType);
         };

@@ -1,5 +1,5 @@
 // The remote methods of api/store over real HTTP: what each one changes, how each one
-// refuses, authentication, hostile input, idempotency keys and the open-task cap.
+// refuses, authentication, hostile input and framing, idempotency keys and the open-task cap.
 
 #include "Proposal.h"
 #include "ServerProcess.h"
@@ -10,9 +10,50 @@
 #include <QStandardPaths>
 #include <QTest>
 
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
 #include <memory>
 
 using namespace ServerTest;
+
+namespace {
+
+// Sends `bytes` as they stand on a fresh connection, half-closes it and reads until the
+// server closes; the status of the first final reply, 0 when there was none.
+int rawStatus(quint16 port, const QByteArray& bytes) {
+    const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const timeval bound{10, 0};
+    setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &bound, sizeof bound);
+    setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &bound, sizeof bound);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    QByteArray reply;
+    if (::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) {
+        // The server may answer and close before it has everything; some rows test that.
+        for (qsizetype sent = 0; sent < bytes.size();) {
+            const ssize_t n = ::send(fd, bytes.constData() + sent, std::size_t(bytes.size() - sent),
+                                     MSG_NOSIGNAL);
+            if (n <= 0)
+                break;
+            sent += n;
+        }
+        ::shutdown(fd, SHUT_WR);
+        char buffer[4096];
+        for (ssize_t n; (n = ::recv(fd, buffer, sizeof buffer, 0)) > 0;)
+            reply.append(buffer, n);
+    }
+    ::close(fd);
+    static const QRegularExpression final(QStringLiteral("HTTP/1\\.1 ([2-5]\\d\\d) "));
+    const auto match = final.match(QString::fromLatin1(reply.left(4096)));
+    return match.hasMatch() ? match.captured(1).toInt() : 0;
+}
+
+} // namespace
 
 class TestServerApi : public QObject {
     Q_OBJECT
@@ -47,6 +88,8 @@ private Q_SLOTS:
     void tokensAreOpaqueAndPerUser();
     void badInput_data();
     void badInput();
+    void framing_data();
+    void framing();
     void idempotencyKeys();
     void openTaskCap();
 };
@@ -325,6 +368,13 @@ void TestServerApi::refusals_data() {
     row("rule with a bad status", "updateRule", R"(["RULE", {"status":"sleeping"}])", 400,
         "sleeping");
     row("delete an unknown rule", "deleteRule", R"(["nope"])", 404);
+    // LONG stands for 32768 characters, one past the cap on free text; LINKS for 21 links.
+    row("title over the cap", "addItem", R"([{"title":"LONG","section":"action"}])", 400, "title");
+    row("note over the cap", "updateItem", R"(["ITEM", {"note":"LONG"}])", 400, "note");
+    row("too many links", "updateItem", R"(["ITEM", {"links":[LINKS]}])", 400, "links");
+    row("link label over the cap", "updateItem",
+        R"(["ITEM", {"links":[{"label":"LONG","url":"https://a.b"}]}])", 400, "label");
+    row("rule reason over the cap", "updateRule", R"(["RULE", {"reason":"LONG"}])", 400, "reason");
     row("resolve with nothing pending", "resolveProposal",
         R"([{"created_at":"2026-01-01T00:00:00Z","accepted":[],"rejected":[]}])", 409);
     row("resolve without an object", "resolveProposal", R"(["x"])", 400);
@@ -342,7 +392,11 @@ void TestServerApi::refusals() {
                                                 "conditions":[]},"params":{},"reason":"r"}])")))
                              .find(u"id")
                              ->toString();
-    arguments.replace("ITEM", item.toUtf8()).replace("RULE", rule.toUtf8());
+    const QByteArray link = R"({"label":"a","url":"https://a.b"})";
+    arguments.replace("ITEM", item.toUtf8())
+        .replace("RULE", rule.toUtf8())
+        .replace("LONG", QByteArray(32768, 'x'))
+        .replace("LINKS", (link + ',').repeated(20) + link);
     const qint64 before = currentVersion(token);
 
     const auto reply = server->call(token, method, args(arguments.constData()));
@@ -424,6 +478,50 @@ void TestServerApi::badInput() {
     if (status != 200)
         QVERIFY2(!message(reply).isEmpty(), reply.body.constData());
     QVERIFY(server->isRunning());
+    QCOMPARE(server->call(token, QStringLiteral("load")).status, 200);
+}
+
+void TestServerApi::framing_data() {
+    QTest::addColumn<QByteArray>("request"); // AUTH stands for the Authorization line
+    QTest::addColumn<int>("status");
+    const QByteArray post = "POST /api/store HTTP/1.1\r\nHost: x\r\nAUTH";
+    const QByteArray load = R"({"method":"load"})";
+    const QByteArray chunked = post + "Transfer-Encoding: chunked\r\n\r\n";
+    const QByteArray mib(1024 * 1024, ' ');
+    auto row = [](const char* name, const QByteArray& request, int status) {
+        QTest::newRow(name) << request << status;
+    };
+    row("chunked",
+        chunked + "5\r\n" + load.left(5) + "\r\nc;x=1\r\n" + load.mid(5) +
+            "\r\n0\r\nTrailer: t\r\n\r\n",
+        200);
+    row("chunked over 1 MiB", chunked + "4\r\n" + load.left(4) + "\r\n100000\r\n" + mib, 413);
+    row("chunk size past any number", chunked + "1000000000000000000\r\n", 413);
+    row("chunk size not hex", chunked + "zz\r\n", 400);
+    row("chunk without its line end", chunked + "1\r\n{x", 400);
+    row("length over 1 MiB, body never sent", post + "Content-Length: 20971520\r\n\r\n", 413);
+    row("no length: the body is empty", post + "\r\n" + load, 400);
+    row("both framings", post + "Content-Length: 5\r\nTransfer-Encoding: chunked\r\n\r\n", 400);
+    row("two lengths", post + "Content-Length: 17\r\nContent-Length: 18\r\n\r\n" + load, 400);
+    row("unknown coding", post + "Transfer-Encoding: gzip\r\n\r\n", 501);
+    row("header over 16 KiB", post + "X: " + QByteArray(17 * 1024, 'a') + "\r\n\r\n", 431);
+    row("head without an end", post + QByteArray(17 * 1024, 'a'), 431);
+    row("too many header lines", post + QByteArray("X: y\r\n").repeated(101) + "\r\n", 431);
+    row("folded header", post + "X: y\r\n z\r\nContent-Length: 0\r\n\r\n", 400);
+    row("expecting 100-continue",
+        post + "Expect: 100-continue\r\nContent-Length: 17\r\n\r\n" + load, 200);
+    row("pipelined behind a 404",
+        "GET /nope HTTP/1.1\r\n\r\n" + post + "Content-Length: 17\r\n\r\n" + load, 404);
+}
+
+// Every framing is held to the same limits, and a refused request leaves the server as it
+// was for everyone else.
+void TestServerApi::framing() {
+    QFETCH(QByteArray, request);
+    QFETCH(int, status);
+    const QString token = newUser();
+    request.replace("AUTH", "Authorization: Bearer " + token.toUtf8() + "\r\n");
+    QCOMPARE(rawStatus(server->port(), request), status);
     QCOMPARE(server->call(token, QStringLiteral("load")).status, 200);
 }
 
