@@ -8,9 +8,11 @@
 #include "Proposals.h"
 #include "Records.h"
 #include "Service.h"
+#include "SmartReading.h"
 #include "Storage.h"
 #include "WireJson.h"
 
+#include <QDate>
 #include <QDateTime>
 #include <QSet>
 
@@ -171,10 +173,14 @@ void serverStore(QByteArrayView input) {
     server.checkAfter(server.service().call(server.user(), input.toByteArray(), std::nullopt));
 }
 
-// POST api/ai/smart-insert.
+// POST api/ai/smart-insert: the body as its route reads it, then the reading of the text.
 void serverSmartInsert(QByteArrayView input) {
-    Server& server = Server::instance();
-    server.checkAfter(server.service().smartInsert(server.user(), input.toByteArray()));
+    const auto json = JsonValue::parse(input);
+    const JsonValue* text = json ? json->find(u"text") : nullptr;
+    if (!text || !text->isString())
+        return;
+    if (const auto reading = SmartReading::read(text->toString(), QDate::currentDate()))
+        check(JsonValue::parse(reading->draft.toJson()).has_value(), "a draft is JSON");
 }
 
 // PUT admin/users/NAME/document, with the route's own check of unique ids.
