@@ -1,3 +1,5 @@
+// The request frame: the session, the token, the time-out and status handling, and api/store.
+
 #include "APIClient.h"
 
 #include "AppEnvironment.h"
@@ -6,6 +8,7 @@
 
 #include <QCoroNetworkReply>
 #include <QStringDecoder>
+#include <QUrlQuery>
 
 #include <memory>
 
@@ -64,19 +67,26 @@ QNetworkRequest APIClient::authorised(QNetworkRequest request) const {
     return request;
 }
 
-QNetworkRequest APIClient::request(const QString& path) const {
-    QUrl url = m_baseURL;
-    QString base = url.path();
-    if (!base.endsWith(QLatin1Char('/')))
-        base += QLatin1Char('/');
-    url.setPath(base + path);
-    QNetworkRequest request(url);
-    // Qt sets no time-out by default: a silent server would hang the call forever.
-    request.setTransferTimeout(m_timeoutMs);
-    return authorised(request);
+std::unique_ptr<APIClient> APIClient::fresh() const {
+    auto client = std::make_unique<APIClient>(m_baseURL, m_token, m_session);
+    client->setTimeoutMs(m_timeoutMs);
+    return client;
 }
 
-QCoro::Task<QByteArray> APIClient::execute(QNetworkRequest request, QByteArray method,
+QString RawReply::text() const {
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    QString text = decoder.decode(body);
+    return decoder.hasError() ? QString() : text;
+}
+
+QByteArray RawReply::header(QByteArrayView name) const {
+    for (const auto& [key, value] : headers)
+        if (QByteArrayView(key).compare(name, Qt::CaseInsensitive) == 0)
+            return value;
+    return {};
+}
+
+QCoro::Task<RawReply> APIClient::transport(QNetworkRequest request, QByteArray method,
                                            QByteArray body) {
     std::unique_ptr<QNetworkReply, DeleteLater> reply(
         body.isNull() ? m_session->sendCustomRequest(request, method)
@@ -84,8 +94,10 @@ QCoro::Task<QByteArray> APIClient::execute(QNetworkRequest request, QByteArray m
     co_await reply.get();
 
     const QVariant statusAttribute = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
+    RawReply result;
     // A reply cut off by the time-out is closed already: nothing to read.
-    const QByteArray data = reply->isOpen() ? reply->readAll() : QByteArray();
+    if (reply->isOpen())
+        result.body = reply->readAll();
     if (!statusAttribute.isValid()) {
         // No HTTP reply at all: a transport failure passes through with Qt's own code.
         // The client never aborts a reply itself, so a cancelled one ran out of time.
@@ -95,41 +107,70 @@ QCoro::Task<QByteArray> APIClient::execute(QNetworkRequest request, QByteArray m
             throw TransportError(reply->error(), reply->errorString());
     }
     // Read the status itself: Qt folds many statuses (402, 412, 429...) into one error code.
-    const int status = statusAttribute.isValid() ? statusAttribute.toInt() : 0;
-    if (status == 401)
+    result.status = statusAttribute.isValid() ? statusAttribute.toInt() : 0;
+    result.headers = reply->rawHeaderPairs();
+    co_return result;
+}
+
+QCoro::Task<RawReply> APIClient::raw(QByteArray method, QString path, RawRequest options) {
+    QUrl url = m_baseURL;
+    QString base = url.path();
+    if (!base.endsWith(QLatin1Char('/')))
+        base += QLatin1Char('/');
+    url.setPath(base + path);
+    if (!options.query.isEmpty()) {
+        // Each part fully encoded first: QUrlQuery would leave '+' as is, which servers read
+        // as a space.
+        QUrlQuery query;
+        for (const auto& [key, value] : std::as_const(options.query))
+            query.addQueryItem(QString::fromLatin1(QUrl::toPercentEncoding(key)),
+                               QString::fromLatin1(QUrl::toPercentEncoding(value)));
+        url.setQuery(query);
+    }
+    QNetworkRequest request(url);
+    // Qt sets no time-out by default: a silent server would hang the call forever.
+    request.setTransferTimeout(m_timeoutMs);
+    if (!options.noAuth)
+        request = authorised(request);
+    QByteArray payload;
+    if (options.body) {
+        request.setHeader(QNetworkRequest::ContentTypeHeader,
+                          QByteArrayLiteral("application/json"));
+        payload = options.body->toJson();
+    }
+    for (const auto& [name, value] : std::as_const(options.headers))
+        request.setRawHeader(name, value);
+    auto task = transport(std::move(request), std::move(method), std::move(payload));
+    co_return co_await std::move(task);
+}
+
+QByteArray APIClient::checked(const RawReply& reply) {
+    if (reply.status == 401)
         throw APIError::unauthorised();
-    if (status >= 200 && status <= 299)
-        co_return data;
-    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    QString text = decoder.decode(data);
-    if (decoder.hasError())
-        text.clear();
-    throw APIError::server(status, text);
+    if (reply.isSuccess())
+        return reply.body;
+    throw APIError::server(reply.status, reply.text());
 }
 
 QCoro::Task<QByteArray> APIClient::authed(QString path, QByteArray method,
                                           std::optional<JsonValue::Object> body) {
-    QNetworkRequest req = request(path);
-    QByteArray payload;
-    if (body) {
-        req.setHeader(QNetworkRequest::ContentTypeHeader, QByteArrayLiteral("application/json"));
-        payload = JsonValue(std::move(*body)).toJson();
-    }
-    auto task = execute(std::move(req), method, payload);
-    co_return co_await std::move(task);
+    RawRequest options;
+    if (body)
+        options.body = JsonValue(std::move(*body));
+    auto task = raw(std::move(method), std::move(path), std::move(options));
+    const RawReply reply = co_await std::move(task);
+    co_return checked(reply);
 }
 
 QCoro::Task<QByteArray> APIClient::call(QString method, JsonValue::Array args,
                                         HttpHeaders headers) {
-    QNetworkRequest req = request(QStringLiteral("api/store"));
-    req.setHeader(QNetworkRequest::ContentTypeHeader, QByteArrayLiteral("application/json"));
-    for (const auto& [name, value] : headers)
-        req.setRawHeader(name, value);
-    const QByteArray payload = JsonValue::object({{QStringLiteral("method"), method},
-                                                  {QStringLiteral("args"), std::move(args)}})
-                                   .toJson();
-    auto task = execute(std::move(req), QByteArrayLiteral("POST"), payload);
-    co_return co_await std::move(task);
+    RawRequest options;
+    options.body = JsonValue::object(
+        {{QStringLiteral("method"), method}, {QStringLiteral("args"), std::move(args)}});
+    options.headers = std::move(headers);
+    auto task = raw(QByteArrayLiteral("POST"), QStringLiteral("api/store"), std::move(options));
+    const RawReply reply = co_await std::move(task);
+    co_return checked(reply);
 }
 
 QCoro::Task<> APIClient::sendIgnoringResult(QString method, JsonValue::Array args,
@@ -142,225 +183,4 @@ QCoro::Task<QByteArray> APIClient::post(QString method, JsonValue::Array args,
                                         HttpHeaders headers) {
     auto task = call(method, std::move(args), headers);
     co_return co_await std::move(task);
-}
-
-QCoro::Task<> APIClient::postPush(JsonValue::Object body) {
-    auto task =
-        authed(QStringLiteral("api/push/register"), QByteArrayLiteral("POST"), std::move(body));
-    co_await std::move(task);
-}
-
-namespace {
-
-JsonValue linksJson(const QList<ItemLink>& links) {
-    JsonValue::Array array;
-    array.reserve(links.size());
-    for (const auto& link : links) {
-        JsonValue object;
-        object.set(QStringLiteral("label"), link.label);
-        object.set(QStringLiteral("url"), link.id());
-        array.push_back(std::move(object));
-    }
-    return array;
-}
-
-// Empty text counts as nothing.
-std::optional<QString> nonEmpty(const std::optional<QString>& text) {
-    return text && !text->isEmpty() ? text : std::nullopt;
-}
-
-} // namespace
-
-QCoro::Task<> APIClient::setDone(QString id, bool done) {
-    // g++ 12 miscompiles braced lists inside co_await expressions: build the list first.
-    JsonValue::Array args{id, done};
-    co_await send<WireItem>(QStringLiteral("setItemStatus"), std::move(args));
-}
-
-QCoro::Task<> APIClient::setFlagged(QString id, bool flagged) {
-    JsonValue patch;
-    patch.set(QStringLiteral("flagged"), flagged);
-    JsonValue::Array args{id, std::move(patch)};
-    co_await send<WireItem>(QStringLiteral("updateItem"), std::move(args));
-}
-
-QCoro::Task<QString> APIClient::add(QString title, std::optional<QString> note, Section section,
-                                    std::optional<QDateTime> due, std::optional<QString> source,
-                                    Priority priority, QList<ItemLink> links,
-                                    QString idempotencyKey) {
-    // Only what holds something is sent; status, origin and initiated are the server's.
-    JsonValue object;
-    object.set(QStringLiteral("title"), title);
-    object.set(QStringLiteral("section"), Wire::string(section));
-    object.set(QStringLiteral("channel"), Wire::string(Channel::self));
-    object.set(QStringLiteral("priority"), Wire::string(priority));
-    if (const auto text = nonEmpty(note))
-        object.set(QStringLiteral("note"), *text);
-    if (due)
-        object.set(QStringLiteral("due"), LocalDay::string(*due));
-    if (const auto text = nonEmpty(source))
-        object.set(QStringLiteral("source"), *text);
-    if (!links.isEmpty())
-        object.set(QStringLiteral("links"), linksJson(links));
-    HttpHeaders headers;
-    if (!idempotencyKey.isEmpty())
-        headers.append({QByteArrayLiteral("Idempotency-Key"), idempotencyKey.toUtf8()});
-    JsonValue::Array args{std::move(object)};
-    const WireItem item =
-        co_await send<WireItem>(QStringLiteral("addItem"), std::move(args), headers);
-    co_return item.id;
-}
-
-QCoro::Task<> APIClient::update(QString id, QString title, std::optional<QString> note,
-                                std::optional<QString> source, std::optional<QDateTime> due,
-                                Priority priority, QList<ItemLink> links) {
-    // Every editable field is named: an explicit null clears it on the server.
-    JsonValue object;
-    object.set(QStringLiteral("title"), title);
-    object.set(QStringLiteral("note"), nonEmpty(note));
-    object.set(QStringLiteral("source"), nonEmpty(source));
-    object.set(QStringLiteral("due"), due ? JsonValue(LocalDay::string(*due)) : JsonValue());
-    object.set(QStringLiteral("priority"), Wire::string(priority));
-    object.set(QStringLiteral("links"), linksJson(links));
-    JsonValue::Array args{id, std::move(object)};
-    co_await send<WireItem>(QStringLiteral("updateItem"), std::move(args));
-}
-
-QCoro::Task<> APIClient::deleteItem(QString id) {
-    JsonValue::Array args{QStringLiteral("item"), id};
-    auto task = sendIgnoringResult(QStringLiteral("softDelete"), std::move(args));
-    co_await std::move(task);
-}
-
-QCoro::Task<> APIClient::restore(QString id) {
-    JsonValue::Array args{QStringLiteral("item"), id};
-    auto task = sendIgnoringResult(QStringLiteral("restore"), std::move(args));
-    co_await std::move(task);
-}
-
-QCoro::Task<> APIClient::updateSettings(bool hideDone) {
-    JsonValue settings;
-    settings.set(QStringLiteral("hide_done"), hideDone);
-    JsonValue::Array args{std::move(settings)};
-    co_await send<WireSettings>(QStringLiteral("updateSettings"), std::move(args));
-}
-
-QCoro::Task<LoadResult> APIClient::loadForSync() {
-    auto task = call(QStringLiteral("load"), {}, {});
-    const QByteArray body = co_await std::move(task);
-    std::optional<qint64> version;
-    const WireDocument wire = decodeResult<WireDocument>(body, &version);
-    LoadResult result;
-    result.wire = WireJson::encode(wire);
-    result.document = WireMapping::document(wire);
-    result.version = version.value_or(0);
-    co_return result;
-}
-
-QCoro::Task<Document> APIClient::load() {
-    const LoadResult result = co_await loadForSync();
-    co_return result.document;
-}
-
-QCoro::Task<qint64> APIClient::version() {
-    auto task = execute(request(QStringLiteral("api/store/version")), QByteArrayLiteral("GET"), {});
-    const QByteArray body = co_await std::move(task);
-    try {
-        co_return WireJson::decode<VersionReply>(body).version;
-    } catch (const DecodingError& error) {
-        throw APIError::decoding(error.message());
-    }
-}
-
-QCoro::Task<std::optional<Proposal>> APIClient::loadProposal() {
-    // Read by hand: a strict decoder would drop the kinds of delta this client doesn't know.
-    auto task = post(QStringLiteral("loadProposal"), {}, {});
-    const QByteArray body = co_await std::move(task);
-    co_return ProposalFormat::readReply(body);
-}
-
-QCoro::Task<> APIClient::resolveProposal(QString createdAt, QList<int> accepted,
-                                         QList<int> rejected, QMap<QString, QString> titleEdits) {
-    const auto indices = [](const QList<int>& list) {
-        JsonValue::Array array;
-        for (const int index : list)
-            array.push_back(index);
-        return array;
-    };
-    JsonValue body;
-    body.set(QStringLiteral("created_at"), createdAt);
-    body.set(QStringLiteral("accepted"), indices(accepted));
-    body.set(QStringLiteral("rejected"), indices(rejected));
-    if (!titleEdits.isEmpty()) {
-        JsonValue edits;
-        for (auto it = titleEdits.cbegin(); it != titleEdits.cend(); ++it)
-            edits.set(it.key(), it.value());
-        body.set(QStringLiteral("title_edits"), std::move(edits));
-    }
-    JsonValue::Array args{std::move(body)};
-    auto task = sendIgnoringResult(QStringLiteral("resolveProposal"), std::move(args));
-    co_await std::move(task);
-}
-
-QCoro::Task<WireRule> APIClient::createRule(RuleAction action, RuleField field, RuleOp op,
-                                            QString value, std::optional<Section> target,
-                                            QString reason) {
-    JsonValue condition;
-    condition.set(QStringLiteral("field"), Wire::string(field));
-    condition.set(QStringLiteral("op"), Wire::string(op));
-    condition.set(QStringLiteral("value"), JsonValue::Array{value});
-    JsonValue match;
-    match.set(QStringLiteral("op"), Wire::string(MatchOp::all));
-    match.set(QStringLiteral("conditions"), JsonValue::Array{std::move(condition)});
-    JsonValue params = JsonValue::Object{};
-    if (action == RuleAction::recategorize)
-        params.set(QStringLiteral("section"), Wire::string(target.value_or(Section::note)));
-    JsonValue origin;
-    origin.set(QStringLiteral("from"), Wire::string(RuleOriginKind::manual));
-    origin.set(QStringLiteral("rejection_ids"), JsonValue::Array{});
-    origin.set(QStringLiteral("count"), 0);
-    JsonValue rule;
-    rule.set(QStringLiteral("action"), Wire::string(action));
-    rule.set(QStringLiteral("match"), std::move(match));
-    rule.set(QStringLiteral("params"), std::move(params));
-    rule.set(QStringLiteral("reason"), reason);
-    rule.set(QStringLiteral("origin"), std::move(origin));
-    JsonValue::Array args{std::move(rule)};
-    auto task = send<WireRule>(QStringLiteral("addRule"), std::move(args));
-    co_return co_await std::move(task);
-}
-
-QCoro::Task<> APIClient::setRulePaused(QString id, bool paused) {
-    JsonValue patch;
-    patch.set(QStringLiteral("status"),
-              Wire::string(paused ? RuleStatus::paused : RuleStatus::active));
-    JsonValue::Array args{id, std::move(patch)};
-    auto task = sendIgnoringResult(QStringLiteral("updateRule"), std::move(args));
-    co_await std::move(task);
-}
-
-QCoro::Task<> APIClient::deleteRule(QString id) {
-    JsonValue::Array args{id};
-    auto task = sendIgnoringResult(QStringLiteral("deleteRule"), std::move(args));
-    co_await std::move(task);
-}
-
-QCoro::Task<> APIClient::seedTimeZone(QString identifier) {
-    JsonValue::Object body;
-    body.push_back({QStringLiteral("tz"), JsonValue(identifier)});
-    try {
-        auto sent =
-            authed(QStringLiteral("api/timezone"), QByteArrayLiteral("POST"), std::move(body));
-        co_await std::move(sent);
-    } catch (...) {
-    }
-}
-
-QCoro::Task<SmartInsertOutcome> APIClient::smartInsert(QString text) {
-    JsonValue::Object body;
-    body.push_back({QStringLiteral("text"), JsonValue(text)});
-    auto task =
-        authed(QStringLiteral("api/ai/smart-insert"), QByteArrayLiteral("POST"), std::move(body));
-    const QByteArray reply = co_await std::move(task);
-    co_return SmartInsert::decode(reply);
 }

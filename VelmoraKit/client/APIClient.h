@@ -14,6 +14,7 @@
 #include <QObject>
 #include <QUrl>
 
+#include <memory>
 #include <optional>
 
 // What `loadForSync` gives: the domain document, the re-encoded wire document (the future
@@ -27,6 +28,30 @@ struct LoadResult {
 
 // Extra HTTP headers for one call (an idempotency key, for instance).
 using HttpHeaders = QList<QPair<QByteArray, QByteArray>>;
+
+// What a raw call sends besides its method and path.
+struct RawRequest {
+    // Encoded as the URL's query, never into the path.
+    QList<QPair<QString, QString>> query;
+    // Sent as application/json when present.
+    std::optional<JsonValue> body;
+    HttpHeaders headers;
+    // No Authorization header at all, token or not (sign-in, public reads).
+    bool noAuth = false;
+};
+
+// What the server answered to a raw call, whatever the status.
+struct RawReply {
+    int status = 0;
+    QByteArray body;
+    HttpHeaders headers;
+
+    bool isSuccess() const { return status >= 200 && status <= 299; }
+    // The body as UTF-8; empty when it is not valid UTF-8.
+    QString text() const;
+    // The first header of that name, compared without case; null when absent.
+    QByteArray header(QByteArrayView name) const;
+};
 
 // The one gateway to the server. Failures are thrown: APIError at or above HTTP,
 // TransportError below it, DecodingError never (it becomes APIError::decoding).
@@ -54,6 +79,18 @@ public:
 
     // Adds "Authorization: Bearer <token>"; throws notConfigured without a token.
     QNetworkRequest authorised(QNetworkRequest request) const;
+
+    // A new client on this one's base URL, token, session and time-out: what a screen
+    // uses for its own short-lived calls.
+    std::unique_ptr<APIClient> fresh() const;
+
+    // Any call relative to baseURL. Every HTTP status comes back in the reply; only a
+    // transport failure throws (TransportError), or APIError::notConfigured when the token
+    // is wanted and none is set, and then nothing is sent.
+    QCoro::Task<RawReply> raw(QByteArray method, QString path, RawRequest request = {});
+    // The frame's reading of a reply: its body on 2xx, else APIError::unauthorised on 401
+    // and APIError::server for every other status.
+    static QByteArray checked(const RawReply& reply);
 
     // A REST call relative to baseURL; returns the checked reply's bytes.
     QCoro::Task<QByteArray> authed(QString path, QByteArray method,
@@ -112,9 +149,8 @@ Q_SIGNALS:
     void tokenChanged();
 
 private:
-    QCoro::Task<QByteArray> execute(QNetworkRequest request, QByteArray method, QByteArray body);
+    QCoro::Task<RawReply> transport(QNetworkRequest request, QByteArray method, QByteArray body);
     QCoro::Task<QByteArray> call(QString method, JsonValue::Array args, HttpHeaders headers);
-    QNetworkRequest request(const QString& path) const;
 
     QUrl m_baseURL;
     QString m_token;

@@ -65,6 +65,8 @@ public:
 
     // --- not observed by screens ---
     APIClient& client() { return *m_client; }
+    // A new client for a screen's own calls: this Store's base URL and current token.
+    std::unique_ptr<APIClient> freshClient() const { return m_client->fresh(); }
     const OfflineDisk& disk() const { return m_disk; }
     const QList<PendingOp>& queue() const { return m_queue; }
     const QHash<PendingOp, int>& strikes() const { return m_strikes; }

@@ -136,16 +136,14 @@ QByteArray versionBody(qint64 version) {
 
 namespace HttpApi {
 
-void configure(httplib::Server& server, std::size_t threads) {
-    server.new_task_queue = [threads] { return new httplib::ThreadPool(threads); };
-    server.set_payload_max_length(maxBodyBytes);
-    // Headers and body go out in separate writes; Nagle would hold the body back.
-    server.set_tcp_nodelay(true);
-    server.set_keep_alive_max_count(1000);
-    // Idle keep-alive connections hold a pool thread; let them go soon.
-    server.set_keep_alive_timeout(2);
-    server.set_read_timeout(10);
-    server.set_write_timeout(10);
+HttpServer::Limits limits(std::size_t threads) {
+    HttpServer::Limits limits;
+    limits.workers = threads;
+    limits.maxBody = maxBodyBytes;
+    return limits;
+}
+
+void configure(httplib::Server& server) {
     server.set_error_handler(
         httplib::Server::HandlerWithResponse([](const httplib::Request&, httplib::Response& res) {
             if (!res.body.empty())

@@ -1,12 +1,11 @@
 #pragma once
 
+#include "HttpServer.h"
+
 #include <QByteArray>
 
 #include <cstddef>
 
-namespace httplib {
-class Server;
-}
 class FaultPlan;
 class Service;
 
@@ -14,9 +13,12 @@ namespace HttpApi {
 
 constexpr std::size_t maxBodyBytes = 1024 * 1024;
 
-// Limits shared by both listeners: a bounded pool of `threads`, the body cap (413) and JSON
-// bodies `{"message": ...}` on every error the library raises itself.
-void configure(httplib::Server& server, std::size_t threads);
+// What both listeners hold requests to: a pool of `threads` for complete requests, the
+// body cap (413) and the read deadlines.
+HttpServer::Limits limits(std::size_t threads);
+
+// JSON bodies `{"message": ...}` on every error the library raises itself.
+void configure(httplib::Server& server);
 
 // `POST /api/store`, `GET /api/store/version` and `POST /api/ai/smart-insert`, with the
 // scripted faults applied.

@@ -1,5 +1,6 @@
 #include "Methods.h"
 
+#include "Characters.h"
 #include "Proposals.h"
 #include "WireJson.h"
 
@@ -62,6 +63,16 @@ void setDefault(JsonValue& object, const QString& key, JsonValue value) {
     const JsonValue* present = object.find(key);
     if (!present || present->isNull())
         object.set(key, std::move(value));
+}
+
+// No more characters than code units, so most texts need no count.
+bool isLonger(const QString& text, int cap) {
+    return text.size() > cap && Characters::count(text) > cap;
+}
+
+void capText(const QString& text, int cap, const QString& method, const QString& what) {
+    if (isLonger(text, cap))
+        bad(method, QStringLiteral("%1 is over %2 characters").arg(what).arg(cap));
 }
 
 bool isDay(const QString& text) {
@@ -127,6 +138,9 @@ QByteArray addItem(UserState& state, const Args& args, const Context& context) {
     json.set(QStringLiteral("created_at"), context.now);
     const WireItem item = decodeOrBad<WireItem>(json, method);
     Methods::validateItem(item, method);
+    if (state.document.items.size() >= Caps::items)
+        bad(method,
+            QStringLiteral("the list holds %1 tasks, the most one account keeps").arg(Caps::items));
     if (state.openCap && Methods::openCount(state.document) >= *state.openCap)
         throw RpcError(
             402,
@@ -231,8 +245,10 @@ QByteArray addRule(UserState& state, const Args& args, const Context& context) {
     json.set(QStringLiteral("updated_at"), context.now);
     json.set(QStringLiteral("apply_count"), 0);
     const WireRule rule = decodeOrBad<WireRule>(json, method);
-    if (rule.reason.trimmed().isEmpty())
-        bad(method, QStringLiteral("reason must not be empty"));
+    Methods::validateRule(rule, method);
+    if (state.document.rules.size() >= Caps::rules)
+        bad(method,
+            QStringLiteral("the account holds %1 rules, the most it keeps").arg(Caps::rules));
     state.document.rules.push_back(rule);
     return WireJson::encode(rule);
 }
@@ -247,8 +263,7 @@ QByteArray updateRule(UserState& state, const Args& args, const Context& context
     overlay(json, patch, std::to_array({"reason", "status", "action", "match", "params"}), true);
     json.set(QStringLiteral("updated_at"), context.now);
     const WireRule rule = decodeOrBad<WireRule>(json, method);
-    if (rule.reason.trimmed().isEmpty())
-        bad(method, QStringLiteral("reason must not be empty"));
+    Methods::validateRule(rule, method);
     state.document.rules[index] = rule;
     return WireJson::encode(rule);
 }
@@ -334,11 +349,37 @@ QStringList normaliseFocus(const QStringList& terms) {
 void validateItem(const WireItem& item, const QString& method) {
     if (item.title.trimmed().isEmpty())
         bad(method, QStringLiteral("title must not be empty"));
+    capText(item.title, Caps::text, method, QStringLiteral("title"));
+    capText(item.note.value_or(QString()), Caps::text, method, QStringLiteral("note"));
+    capText(item.source.value_or(QString()), Caps::text, method, QStringLiteral("source"));
+    capText(item.sourceId.value_or(QString()), Caps::text, method, QStringLiteral("source_id"));
     if (item.due && !isDay(*item.due))
         bad(method, QStringLiteral("due must be a day written yyyy-MM-dd"));
-    for (qsizetype i = 0; i < item.links.size(); ++i)
+    if (item.links.size() > Caps::links)
+        bad(method, QStringLiteral("links holds more than %1 links").arg(Caps::links));
+    for (qsizetype i = 0; i < item.links.size(); ++i) {
+        const QString at = QStringLiteral("links[%1]").arg(i);
+        capText(item.links[i].label, Caps::linkLabel, method, at + QStringLiteral(".label"));
+        capText(item.links[i].url, Caps::url, method, at + QStringLiteral(".url"));
         if (!isWebURL(item.links[i].url))
-            bad(method, QStringLiteral("links[%1].url must be an http or https URL").arg(i));
+            bad(method, at + QStringLiteral(".url must be an http or https URL"));
+    }
+}
+
+void validateRule(const WireRule& rule, const QString& method) {
+    if (rule.reason.trimmed().isEmpty())
+        bad(method, QStringLiteral("reason must not be empty"));
+    capText(rule.reason, Caps::text, method, QStringLiteral("reason"));
+    const auto& conditions = rule.match.conditions;
+    if (conditions.size() > Caps::conditions)
+        bad(method, QStringLiteral("match holds more than %1 conditions").arg(Caps::conditions));
+    for (qsizetype i = 0; i < conditions.size(); ++i) {
+        const QString at = QStringLiteral("match.conditions[%1].value").arg(i);
+        if (conditions[i].value.size() > Caps::values)
+            bad(method, QStringLiteral("%1 holds more than %2 values").arg(at).arg(Caps::values));
+        for (const QString& value : conditions[i].value)
+            capText(value, Caps::text, method, at);
+    }
 }
 
 qint64 openCount(const WireDocument& document) {

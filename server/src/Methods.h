@@ -26,6 +26,21 @@ private:
     QString m_message;
 };
 
+// What one account may hold. Each cap stands well above anything the desktop client sends
+// (its one-line fields hold 32767 characters, its forms cut titles at 200, notes at 2000 and
+// links at 3), so only a broken or hostile caller meets one. Lengths are characters as the
+// reader sees them, counted as the client counts them.
+namespace Caps {
+inline constexpr int text = 32767;     // a title, note or who; a rule's reason or value
+inline constexpr int linkLabel = 1000; // characters
+inline constexpr int url = 4000;       // characters
+inline constexpr int links = 20;       // per task
+inline constexpr int items = 10000;    // per account, deleted ones included
+inline constexpr int rules = 200;      // per account
+inline constexpr int conditions = 20;  // per rule
+inline constexpr int values = 50;      // per condition
+} // namespace Caps
+
 // The remote methods of `api/store`, as functions over one user's state. They do no I/O:
 // the caller supplies the clock and the id source, persists the state and moves the version.
 namespace Methods {
@@ -50,8 +65,10 @@ QByteArray apply(UserState& state, const QString& method, const JsonValue::Array
 QStringList normaliseFocus(const QStringList& terms);
 
 // What every stored item must be beyond its JSON shape: a title that is not blank, a real
-// due day, http or https links. Throws RpcError 400 starting with `method`.
+// due day, http or https links, and the caps. Throws RpcError 400 starting with `method`.
 void validateItem(const WireItem& item, const QString& method);
+// A rule's reason that is not blank, and the caps.
+void validateRule(const WireRule& rule, const QString& method);
 
 // Open items that are not soft-deleted: what the cap counts.
 qint64 openCount(const WireDocument& document);

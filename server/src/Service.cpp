@@ -196,12 +196,14 @@ void Service::setSmartInsertCap(qint64 cap) {
     m_smartInsertCap = cap;
 }
 
-Service::NewToken Service::issueToken(const QString& name) {
+Service::NewToken Service::issueToken(const QString& name, bool onlyOne) {
     std::lock_guard lock(m_mutex);
     Storage::Transaction transaction(m_storage);
     auto user = m_storage.findUser(name);
     if (!user)
         user = m_storage.createUser(name, now());
+    else if (onlyOne)
+        m_storage.removeTokens(user->id);
     const QString token = newToken();
     m_storage.addToken(user->id, fingerprint(token), now());
     transaction.commit();

@@ -39,8 +39,9 @@ public:
         QString user;
         QString token;
     };
-    // Creates the user if needed and gives a fresh token for it.
-    NewToken issueToken(const QString& name);
+    // Creates the user if needed and gives a fresh token for it; `onlyOne` revokes the
+    // user's other tokens.
+    NewToken issueToken(const QString& name, bool onlyOne = false);
     // False when there is no such user.
     bool setOpenCap(const QString& name, std::optional<qint64> cap);
     // Smart Adds each user may make in a month; SmartReading::defaultMonthlyCap at first.

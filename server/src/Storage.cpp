@@ -2,10 +2,17 @@
 
 #include "WireJson.h"
 
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
 #include <QHash>
 #include <QSet>
 
 #include <sqlite3.h>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <utility>
 
@@ -186,7 +193,34 @@ CREATE TABLE IF NOT EXISTS smart_inserts(
 
 } // namespace
 
+namespace {
+
+// The database holds every user's list and token fingerprints: it is its owner's alone, in a
+// folder of its owner's when the server makes that folder. A folder that exists is left as
+// it is, as it may be anyone's (the working directory, /tmp).
+void makePrivate(const QString& path) {
+    if (path == u":memory:" || path.startsWith(u"file:"))
+        return;
+    const QByteArray file = QFile::encodeName(path);
+    const QFileInfo info(path);
+    if (!info.absoluteDir().exists()) {
+        if (!QDir().mkpath(info.absolutePath()) ||
+            ::chmod(QFile::encodeName(info.absolutePath()).constData(), 0700) != 0)
+            throw StorageError("cannot make the folder of " + file.toStdString());
+    }
+    const int fd = ::open(file.constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    if (fd < 0 || ::fchmod(fd, 0600) != 0) {
+        if (fd >= 0)
+            ::close(fd);
+        throw StorageError("cannot open " + file.toStdString() + " for its owner only");
+    }
+    ::close(fd);
+}
+
+} // namespace
+
 Storage::Storage(const QString& path) {
+    makePrivate(path);
     const QByteArray file = path.toUtf8();
     if (sqlite3_open_v2(file.constData(), &m_db,
                         SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX,
@@ -281,6 +315,11 @@ std::optional<qint64> Storage::openCap(qint64 userId) {
 void Storage::addToken(qint64 userId, const QByteArray& fingerprint, const QString& now) {
     Statement s(m_db, "INSERT INTO tokens(fingerprint, user_id, created_at) VALUES(?, ?, ?)");
     s.bind(1, fingerprint).bind(2, userId).bind(3, now).run();
+}
+
+void Storage::removeTokens(qint64 userId) {
+    Statement s(m_db, "DELETE FROM tokens WHERE user_id = ?");
+    s.bind(1, userId).run();
 }
 
 UserState Storage::loadState(qint64 userId) {

@@ -51,6 +51,7 @@ public:
     void setOpenCap(qint64 userId, std::optional<qint64> cap);
     std::optional<qint64> openCap(qint64 userId);
     void addToken(qint64 userId, const QByteArray& fingerprint, const QString& now);
+    void removeTokens(qint64 userId);
 
     UserState loadState(qint64 userId);
     // Writes what differs between the two states (the version always).

@@ -3,6 +3,7 @@
 #include "Demo.h"
 #include "Faults.h"
 #include "HttpApi.h"
+#include "HttpServer.h"
 #include "Service.h"
 #include "Storage.h"
 
@@ -18,8 +19,10 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
+#include <cstring>
 #include <thread>
 
 namespace {
@@ -98,9 +101,19 @@ struct ServeOptions {
 // Binds as asked; the bound port, or -1.
 int bindServer(httplib::Server& server, const QString& host, int port) {
     const std::string address = host.toStdString();
+    errno = 0;
     if (port == 0)
         return server.bind_to_any_port(address);
     return server.bind_to_port(address, port) ? port : -1;
+}
+
+int cannotListen(const QString& host, int port) {
+    const int error = errno;
+    return fail(QStringLiteral("cannot listen on %1:%2: %3")
+                    .arg(host)
+                    .arg(port)
+                    .arg(error == EADDRINUSE ? QStringLiteral("port in use")
+                                             : QString::fromLocal8Bit(std::strerror(error))));
 }
 
 // Runs a listener on its own thread; `done` tells when it returned.
@@ -133,7 +146,8 @@ int serve(Service& service, const ServeOptions& options) {
         service.setSmartInsertCap(*options.smartInsertCap);
     if (options.demo) {
         const bool existed = service.state(Demo::userName).has_value();
-        const auto issued = service.issueToken(Demo::userName);
+        // Only the token of this run opens the demo account.
+        const auto issued = service.issueToken(Demo::userName, true);
         if (!existed)
             service.replaceDocument(
                 Demo::userName,
@@ -142,23 +156,23 @@ int serve(Service& service, const ServeOptions& options) {
             return fail(QStringLiteral("cannot write %1").arg(options.tokenFile));
     }
 
-    httplib::Server api;
-    HttpApi::configure(api, std::size_t(options.threads));
+    HttpServer api(HttpApi::limits(std::size_t(options.threads)));
+    HttpApi::configure(api);
     HttpApi::installApi(api, service, faults);
     const int port = bindServer(api, options.bind, options.port);
     if (port < 0)
-        return fail(QStringLiteral("cannot listen on %1:%2").arg(options.bind).arg(options.port));
+        return cannotListen(options.bind, options.port);
 
-    httplib::Server admin;
+    HttpServer admin(HttpApi::limits(4));
     int adminPort = -1;
     if (!options.adminFile.isEmpty()) {
         const QString secret = Service::newToken();
-        HttpApi::configure(admin, 4);
+        HttpApi::configure(admin);
         HttpApi::installAdmin(admin, service, faults, secret.toUtf8());
         // Fault injection and direct edits are for tests on this machine only.
         adminPort = bindServer(admin, QStringLiteral("127.0.0.1"), options.adminPort);
         if (adminPort < 0)
-            return fail(QStringLiteral("cannot listen on 127.0.0.1:%1").arg(options.adminPort));
+            return cannotListen(QStringLiteral("127.0.0.1"), options.adminPort);
         if (!writeSecret(options.adminFile, secret))
             return fail(QStringLiteral("cannot write %1").arg(options.adminFile));
     }

@@ -45,6 +45,16 @@ QString outcome(QCoro::Task<T> task) {
     }
 }
 
+// A port that was free a moment ago: nothing listens there now.
+QUrl refusedURL() {
+    QTcpServer probe;
+    if (!probe.listen(QHostAddress::LocalHost))
+        return {};
+    const quint16 port = probe.serverPort();
+    probe.close();
+    return QUrl(QStringLiteral("http://127.0.0.1:%1/").arg(port));
+}
+
 } // namespace
 
 class TestAPIClient : public QObject {
@@ -139,6 +149,69 @@ private Q_SLOTS:
         QVERIFY(server.last().body.empty());
     }
 
+    // Through a fresh client: every status comes back, the query stays a query, the token
+    // goes only when wanted, and only a missing token or a failure below HTTP throws.
+    void rawCall_data() {
+        QTest::addColumn<int>("status");
+        QTest::addColumn<QByteArray>("method");
+        QTest::addColumn<bool>("noAuth");
+        QTest::addColumn<bool>("hasToken");
+        QTest::addColumn<bool>("reachable");
+        QTest::addColumn<QString>("expected");
+        const QByteArray get("GET"), post("POST");
+        QTest::newRow("402") << 402 << post << false << true << true << "402 Bearer " + token;
+        QTest::newRow("401") << 401 << get << false << true << true << "401 Bearer " + token;
+        QTest::newRow("no auth, no token") << 200 << get << true << false << true << "200 ";
+        QTest::newRow("no auth, a token") << 200 << post << true << true << true << "200 ";
+        QTest::newRow("no token") << 200 << get << false << false << true << "No access token yet.";
+        QTest::newRow("refused")
+            << 200 << get << false << true << false
+            << QStringLiteral("transport %1").arg(int(QNetworkReply::ConnectionRefusedError));
+    }
+
+    void rawCall() {
+        QFETCH(int, status);
+        QFETCH(QByteArray, method);
+        QFETCH(bool, noAuth);
+        QFETCH(bool, hasToken);
+        QFETCH(bool, reachable);
+        QFETCH(QString, expected);
+        LoopbackServer server;
+        server.reply({status, "Zürich", "text/plain"});
+        const APIClient origin(reachable ? server.baseURL() : refusedURL(),
+                               hasToken ? std::optional(token) : std::nullopt);
+        const auto client = origin.fresh();
+        RawRequest request;
+        request.noAuth = noAuth;
+        request.query = {{QStringLiteral("history"), QStringLiteral("1")},
+                         {QStringLiteral("q"), QStringLiteral("a+b &c=é%")}};
+        if (method == "POST")
+            request.body = JsonValue::Object{{QStringLiteral("id"), 7}};
+        QString got;
+        try {
+            const RawReply reply = TestAwait::await(
+                client->raw(method, QStringLiteral("api/ai/briefing"), std::move(request)));
+            const auto sent = server.last();
+            QCOMPARE(reply.text(), QStringLiteral("Zürich"));
+            QCOMPARE(reply.header("content-TYPE"), QByteArray("text/plain"));
+            QCOMPARE(sent.method, method.toStdString());
+            QCOMPARE(sent.path, "/api/ai/briefing");
+            const std::multimap<std::string, std::string> params{{"history", "1"},
+                                                                 {"q", "a+b &c=é%"}};
+            QVERIFY(sent.params == params);
+            QCOMPARE(sent.body, method == "POST" ? R"({"id":7})" : "");
+            got = QString::number(reply.status) + QLatin1Char(' ') +
+                  QString::fromStdString(sent.header("Authorization"));
+        } catch (const APIError& error) {
+            got = error.errorDescription();
+        } catch (const TransportError& error) {
+            got = QStringLiteral("transport %1").arg(int(error.code()));
+        }
+        QCOMPARE(got, expected);
+        if (expected == QLatin1String("No access token yet."))
+            QCOMPARE(server.count(), 0);
+    }
+
     void loadForSync() {
         LoopbackServer server;
         APIClient client(server.baseURL(), token);
@@ -221,12 +294,7 @@ private Q_SLOTS:
     }
 
     void connectionRefused() {
-        // A port that was free a moment ago: nothing listens there now.
-        QTcpServer probe;
-        QVERIFY(probe.listen(QHostAddress::LocalHost));
-        const quint16 port = probe.serverPort();
-        probe.close();
-        APIClient client(QUrl(QStringLiteral("http://127.0.0.1:%1/").arg(port)), token);
+        APIClient client(refusedURL(), token);
         QCOMPARE(outcome(client.version()),
                  QStringLiteral("transport %1").arg(int(QNetworkReply::ConnectionRefusedError)));
     }

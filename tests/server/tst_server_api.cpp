@@ -1,6 +1,6 @@
 // velmora-server over real HTTP: what each remote method changes and how each one refuses,
-// authentication, hostile input, idempotency keys and the open-task cap; the admin controls
-// that tests script it with (failing, delaying and dropping replies, another device's
+// authentication, hostile input and framing, idempotency keys and the open-task cap; the admin
+// controls that tests script it with (failing, delaying and dropping replies, another device's
 // edit); and `serve --demo` as the real client reads it.
 
 #include "APIClient.h"
@@ -17,11 +17,47 @@
 #include <QStandardPaths>
 #include <QTest>
 
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
 #include <memory>
 
 using namespace ServerTest;
 
 namespace {
+// Sends `bytes` as they stand on a fresh connection, half-closes it and reads until the
+// server closes; the status of the first final reply, 0 when there was none.
+int rawStatus(quint16 port, const QByteArray& bytes) {
+    const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const timeval bound{10, 0};
+    setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &bound, sizeof bound);
+    setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &bound, sizeof bound);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    QByteArray reply;
+    if (::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) {
+        // The server may answer and close before it has everything; some rows test that.
+        for (qsizetype sent = 0; sent < bytes.size();) {
+            const ssize_t n = ::send(fd, bytes.constData() + sent, std::size_t(bytes.size() - sent),
+                                     MSG_NOSIGNAL);
+            if (n <= 0)
+                break;
+            sent += n;
+        }
+        ::shutdown(fd, SHUT_WR);
+        char buffer[4096];
+        for (ssize_t n; (n = ::recv(fd, buffer, sizeof buffer, 0)) > 0;)
+            reply.append(buffer, n);
+    }
+    ::close(fd);
+    static const QRegularExpression final(QStringLiteral("HTTP/1\\.1 ([2-5]\\d\\d) "));
+    const auto match = final.match(QString::fromLatin1(reply.left(4096)));
+    return match.hasMatch() ? match.captured(1).toInt() : 0;
+}
 
 // Plain strings: moc reads a "//" in a raw string as a comment.
 const char* const fullAdd =
@@ -269,6 +305,15 @@ private Q_SLOTS:
         row("rule with a bad status", "updateRule", R"(["RULE", {"status":"sleeping"}])", 400,
             "sleeping");
         row("delete an unknown rule", "deleteRule", R"(["nope"])", 404);
+        // LONG stands for 32768 characters, one past the cap on free text; LINKS for 21 links.
+        row("title over the cap", "addItem", R"([{"title":"LONG","section":"action"}])", 400,
+            "title");
+        row("note over the cap", "updateItem", R"(["ITEM", {"note":"LONG"}])", 400, "note");
+        row("too many links", "updateItem", R"(["ITEM", {"links":[LINKS]}])", 400, "links");
+        row("link label over the cap", "updateItem",
+            R"(["ITEM", {"links":[{"label":"LONG","url":"https://a.b"}]}])", 400, "label");
+        row("rule reason over the cap", "updateRule", R"(["RULE", {"reason":"LONG"}])", 400,
+            "reason");
         row("resolve with nothing pending", "resolveProposal",
             R"([{"created_at":"2026-01-01T00:00:00Z","accepted":[],"rejected":[]}])", 409);
         row("resolve without an object", "resolveProposal", R"(["x"])", 400);
@@ -285,7 +330,12 @@ private Q_SLOTS:
                                                     "conditions":[]},"params":{},"reason":"r"}])")))
                                  .find(u"id")
                                  ->toString();
-        arguments.replace("ITEM", item.toUtf8()).replace("RULE", rule.toUtf8());
+        const QByteArray link = R"({"label":"a","url":"https:)"
+                                "//a.b\"}";
+        arguments.replace("ITEM", item.toUtf8())
+            .replace("RULE", rule.toUtf8())
+            .replace("LONG", QByteArray(32768, 'x'))
+            .replace("LINKS", (link + ',').repeated(20) + link);
         const qint64 before = currentVersion(token);
 
         const auto reply = server->call(token, method, args(arguments.constData()));
@@ -335,7 +385,7 @@ private Q_SLOTS:
         QVERIFY(load.find(u"items")->toArray().empty());
     }
 
-    void badInput_data(); // below the class: moc misreads its literals
+    void badInput_data(); // below the class, as framing_data: moc misreads their literals
     void badInput() {
         QFETCH(QByteArray, body);
         QFETCH(int, status);
@@ -345,6 +395,17 @@ private Q_SLOTS:
         if (status != 200)
             QVERIFY2(!message(reply).isEmpty(), reply.body.constData());
         QVERIFY(server->isRunning());
+        QCOMPARE(server->call(token, QStringLiteral("load")).status, 200);
+    }
+
+    void framing_data();
+    // Every framing is held to the same limits, and a refused request leaves the server as it
+    // was for everyone else.
+    void framing() {
+        QFETCH(QByteArray, request);
+        QFETCH(int, status);
+        request.replace("AUTH", "Authorization: Bearer " + token.toUtf8() + "\r\n");
+        QCOMPARE(rawStatus(server->port(), request), status);
         QCOMPARE(server->call(token, QStringLiteral("load")).status, 200);
     }
 
@@ -601,6 +662,39 @@ void TestServerApi::badInput_data() {
                                 << 413;
     QTest::newRow("unknown keys") << QByteArray(R"({"method":"load","args":[],"x":{"y":1}})")
                                   << 200;
+}
+
+void TestServerApi::framing_data() {
+    QTest::addColumn<QByteArray>("request"); // AUTH stands for the Authorization line
+    QTest::addColumn<int>("status");
+    const QByteArray post = "POST /api/store HTTP/1.1\r\nHost: x\r\nAUTH";
+    const QByteArray load = R"({"method":"load"})";
+    const QByteArray chunked = post + "Transfer-Encoding: chunked\r\n\r\n";
+    const QByteArray mib(1024 * 1024, ' ');
+    auto row = [](const char* name, const QByteArray& request, int status) {
+        QTest::newRow(name) << request << status;
+    };
+    row("chunked",
+        chunked + "5\r\n" + load.left(5) + "\r\nc;x=1\r\n" + load.mid(5) +
+            "\r\n0\r\nTrailer: t\r\n\r\n",
+        200);
+    row("chunked over 1 MiB", chunked + "4\r\n" + load.left(4) + "\r\n100000\r\n" + mib, 413);
+    row("chunk size past any number", chunked + "1000000000000000000\r\n", 413);
+    row("chunk size not hex", chunked + "zz\r\n", 400);
+    row("chunk without its line end", chunked + "1\r\n{x", 400);
+    row("length over 1 MiB, body never sent", post + "Content-Length: 20971520\r\n\r\n", 413);
+    row("no length: the body is empty", post + "\r\n" + load, 400);
+    row("both framings", post + "Content-Length: 5\r\nTransfer-Encoding: chunked\r\n\r\n", 400);
+    row("two lengths", post + "Content-Length: 17\r\nContent-Length: 18\r\n\r\n" + load, 400);
+    row("unknown coding", post + "Transfer-Encoding: gzip\r\n\r\n", 501);
+    row("header over 16 KiB", post + "X: " + QByteArray(17 * 1024, 'a') + "\r\n\r\n", 431);
+    row("head without an end", post + QByteArray(17 * 1024, 'a'), 431);
+    row("too many header lines", post + QByteArray("X: y\r\n").repeated(101) + "\r\n", 431);
+    row("folded header", post + "X: y\r\n z\r\nContent-Length: 0\r\n\r\n", 400);
+    row("expecting 100-continue",
+        post + "Expect: 100-continue\r\nContent-Length: 17\r\n\r\n" + load, 200);
+    row("pipelined behind a 404",
+        "GET /nope HTTP/1.1\r\n\r\n" + post + "Content-Length: 17\r\n\r\n" + load, 404);
 }
 
 QTEST_GUILESS_MAIN(TestServerApi)

@@ -1,5 +1,6 @@
-// What the server keeps: the document across a restart, only token fingerprints on disk,
-// and every write of many concurrent clients, each under its own version.
+// What the server keeps: the document across a restart, only token fingerprints on disk in
+// a private file, one demo token at a time, its port to itself, and every write of many
+// concurrent clients, each under its own version.
 
 #include "ServerProcess.h"
 #include "ServerTestUtil.h"
@@ -7,12 +8,15 @@
 #include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
+#include <QProcess>
 #include <QSet>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
 
 #include <httplib.h>
+
+#include <sys/stat.h>
 
 #include <thread>
 #include <vector>
@@ -158,6 +162,36 @@ private Q_SLOTS:
             QVERIFY(disk.contains(
                 QCryptographicHash::hash(token.toUtf8(), QCryptographicHash::Sha256).toHex()));
         }
+    }
+
+    void demoRestartKeepsOnlyItsToken() {
+        QTemporaryDir dir;
+        QVERIFY(dir.isValid());
+        const QString db = dir.filePath(QStringLiteral("private/velmora.db"));
+        ServerProcess server({db, true});
+        const auto mode = [](const QString& path) {
+            struct stat info {};
+            return ::stat(QFile::encodeName(path).constData(), &info) == 0 ? info.st_mode & 0777
+                                                                           : 0;
+        };
+        QCOMPARE(mode(db), 0600u);
+        QCOMPARE(mode(dir.filePath(QStringLiteral("private"))), 0700u);
+
+        // A second server on the same port says so instead of sharing it.
+        QProcess second;
+        second.start(QStringLiteral(VELMORA_SERVER_PATH),
+                     {QStringLiteral("--db"), QStringLiteral(":memory:"), QStringLiteral("serve"),
+                      QStringLiteral("--port"), QString::number(server.port())});
+        QVERIFY(second.waitForFinished(10000));
+        QCOMPARE(second.exitCode(), 1);
+        QVERIFY2(second.readAllStandardError().contains("port in use"), "no port-in-use message");
+
+        const QString before = server.demoToken();
+        QCOMPARE(server.stop(), 0);
+        server.start();
+        QVERIFY(server.demoToken() != before);
+        QCOMPARE(server.call(before, QStringLiteral("load")).status, 401);
+        QCOMPARE(server.call(server.demoToken(), QStringLiteral("load")).status, 200);
     }
 
     void concurrentWritesAreAllKept() {

@@ -1,0 +1,54 @@
+// The Store's offline file: restore at start, deferred and immediate saves, and the
+// document rebuilt from the baseline and the queue.
+
+#include "Store.h"
+
+#include "WireFormats.h"
+#include "WireJson.h"
+
+void Store::restore() {
+    m_disk.removeStrayTemporaries();
+    const auto snapshot = m_disk.load();
+    if (!snapshot || !WireCompat::decodeDocument(snapshot->wireDocument))
+        return;
+    m_syncedWire = snapshot->wireDocument;
+    m_syncedVersion = snapshot->syncedVersion;
+    m_lastSyncedAt = snapshot->syncedAt;
+    m_queue = snapshot->queue;
+    m_strikes = snapshot->strikes;
+    if (auto rebuilt = rebuiltFromBaseline())
+        m_document = std::move(*rebuilt);
+}
+
+void Store::persist() {
+    if (!m_deferredSaves)
+        return flushSnapshot();
+    if (!m_saveTimer.isActive())
+        m_saveTimer.start();
+}
+
+void Store::flushSnapshot() {
+    m_saveTimer.stop();
+    if (!m_syncedWire)
+        return;
+    m_strikes.removeIf([this](const auto& entry) { return !m_queue.contains(entry.key()); });
+    OfflineSnapshot snapshot;
+    snapshot.wireDocument = *m_syncedWire;
+    snapshot.syncedVersion = m_syncedVersion;
+    snapshot.syncedAt = m_lastSyncedAt.isValid() ? m_lastSyncedAt : QDateTime::currentDateTimeUtc();
+    snapshot.queue = m_queue;
+    snapshot.strikes = m_strikes;
+    m_disk.save(snapshot);
+}
+
+std::optional<Document> Store::rebuiltFromBaseline() const {
+    if (!m_syncedWire)
+        return std::nullopt;
+    const auto wire = WireCompat::decodeDocument(*m_syncedWire);
+    if (!wire)
+        return std::nullopt;
+    Document document = WireMapping::document(*wire);
+    for (const auto& op : m_queue)
+        PendingOps::apply(op, document, QDateTime::currentDateTimeUtc());
+    return document;
+}
