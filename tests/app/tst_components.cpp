@@ -148,39 +148,23 @@ private Q_SLOTS:
         QTest::addColumn<QString>("more");
         QTest::addColumn<QString>("dueColour");
         QTest::addColumn<QString>("check");
-        const QString open = QStringLiteral("Mark as done");
-        QTest::newRow("plain") << QVariantMap{} << "stripe"
-                               << ""
-                               << "" << open;
-        QTest::newRow("section redundant") << QVariantMap{{"sectionRedundant", true}} << ""
-                                           << ""
-                                           << "" << open;
-        QTest::newRow("flagged") << QVariantMap{{"flagged", true}} << "stripe flag"
-                                 << ""
-                                 << "" << open;
-        QTest::newRow("high") << QVariantMap{{"priority", "high"}} << "stripe stars"
-                              << ""
-                              << "" << open;
-        QTest::newRow("low") << QVariantMap{{"priority", "low"}} << "stripe"
-                             << ""
-                             << "" << open;
-        QTest::newRow("three links") << QVariantMap{{"firstLinkLabel", "Doc"},
-                                                    {"firstLinkUrl", "https://example.com"},
-                                                    {"moreLinks", 2}}
-                                     << "stripe link"
-                                     << "+2"
-                                     << "" << open;
-        QTest::newRow("due") << QVariantMap{{"dueLabel", "Tomorrow"}} << "stripe"
-                             << ""
-                             << "secondaryText" << open;
-        QTest::newRow("overdue") << QVariantMap{{"dueLabel", "Yesterday"}, {"overdue", true}}
-                                 << "stripe"
-                                 << ""
-                                 << "warning" << open;
-        QTest::newRow("ai, done") << QVariantMap{{"ai", true}, {"done", true}} << "stripe ai"
-                                  << ""
-                                  << ""
-                                  << "Mark as not done";
+        const auto row = [](const char* name, const QVariantMap& changes, const char* parts,
+                            const char* more = "", const char* due = "",
+                            const char* check = "Mark as done") {
+            QTest::newRow(name) << changes << QString(parts) << QString(more) << QString(due)
+                                << QString(check);
+        };
+        row("plain", {}, "stripe");
+        row("section redundant", {{"sectionRedundant", true}}, "");
+        row("flagged", {{"flagged", true}}, "stripe flag");
+        row("high", {{"priority", "high"}}, "stripe stars");
+        row("low", {{"priority", "low"}}, "stripe");
+        row("three links",
+            {{"firstLinkLabel", "Doc"}, {"firstLinkUrl", "https://example.com"}, {"moreLinks", 2}},
+            "stripe link", "+2");
+        row("due", {{"dueLabel", "Tomorrow"}}, "stripe", "", "secondaryText");
+        row("overdue", {{"dueLabel", "Yesterday"}, {"overdue", true}}, "stripe", "", "warning");
+        row("ai, done", {{"ai", true}, {"done", true}}, "stripe ai", "", "", "Mark as not done");
     }
     void rowParts() {
         QFETCH(QVariantMap, changes);

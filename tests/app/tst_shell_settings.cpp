@@ -298,15 +298,13 @@ private Q_SLOTS:
         QTest::addColumn<QString>("build");
         QTest::addColumn<QString>("commit");
         QTest::addColumn<QString>("expected");
-        QTest::newRow("all") << "57"
-                             << "1a2b3c4"
-                             << "0.1.0 (57) 1a2b3c4";
-        QTest::newRow("no commit") << "57"
-                                   << ""
-                                   << "0.1.0 (57)";
-        QTest::newRow("built without git") << "0"
-                                           << "unknown"
-                                           << "0.1.0 (0)";
+        const auto row = [](const char* name, const char* build, const char* commit,
+                            const char* expected) {
+            QTest::newRow(name) << QString(build) << QString(commit) << QString(expected);
+        };
+        row("all", "57", "1a2b3c4", "0.1.0 (57) 1a2b3c4");
+        row("no commit", "57", "", "0.1.0 (57)");
+        row("built without git", "0", "unknown", "0.1.0 (0)");
     }
     void versionLabel() {
         QFETCH(QString, build);
