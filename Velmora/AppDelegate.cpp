@@ -129,6 +129,7 @@ void AppDelegate::open(std::optional<PaneScreen> screen) {
 
 void AppDelegate::openAI() {
     open(PaneScreen::ai);
+    Q_EMIT aiRequested();
 }
 
 void AppDelegate::openRules() {

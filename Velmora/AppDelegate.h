@@ -71,6 +71,9 @@ Q_SIGNALS:
     void settingsRequested();
     void launched();
     void passFinished();
+    // The AI pane was asked for (tray panel, menu): the main window opens it on waiting
+    // suggestions.
+    void aiRequested();
 
 private:
     QCoro::Task<> launchTasks();

@@ -265,8 +265,14 @@ void MainWindow::openAI() {
 }
 
 void MainWindow::deferProposal() {
-    if (m_store.proposal())
-        m_deferredStamp = m_store.proposal()->createdAt;
+    deferProposalAt(m_store.proposal() && m_store.proposal()->createdAt
+                        ? QVariant(*m_store.proposal()->createdAt)
+                        : QVariant());
+}
+
+void MainWindow::deferProposalAt(const QVariant& createdAt) {
+    const QDateTime stamp = createdAt.toDateTime();
+    m_deferredStamp = stamp.isValid() ? std::optional(stamp) : std::nullopt;
     m_router.setScreen(std::nullopt);
 }
 
@@ -323,7 +329,7 @@ void MainWindow::refreshLabels(bool listChanged) {
     const QVariantList labels{
         m_dueNowLate,    subtitle(),        filterSummary(),  menuFilterActive(), emptyState(),
         aiButtonLabel(), aiButtonToolTip(), refreshToolTip(), sortOrderToolTip(), hideDoneToolTip(),
-        offlineText(),   hasProposal(),     keepMineLabel()};
+        offlineText(),   hasProposal(),     keepMineLabel(),  suggestionCount()};
     if (labels != m_shownLabels) {
         m_shownLabels = labels;
         Q_EMIT labelsChanged();

@@ -59,6 +59,8 @@ class MainWindow : public QObject {
     Q_PROPERTY(QString offlineText READ offlineText NOTIFY labelsChanged)
     Q_PROPERTY(QString offlineToolTip READ offlineToolTip CONSTANT)
     Q_PROPERTY(bool hasProposal READ hasProposal NOTIFY labelsChanged)
+    // How many suggestions wait for review: the number on the Updates tab.
+    Q_PROPERTY(int suggestionCount READ suggestionCount NOTIFY labelsChanged)
     Q_PROPERTY(QString keepMineLabel READ keepMineLabel NOTIFY labelsChanged)
     // The dialogs.
     Q_PROPERTY(QString limitReason READ limitReason NOTIFY limitReasonChanged)
@@ -120,6 +122,9 @@ public:
     QString offlineText() const;
     QString offlineToolTip() const;
     bool hasProposal() const { return m_store.proposal().has_value(); }
+    int suggestionCount() const {
+        return m_store.proposal() ? int(m_store.proposal()->deltas.size()) : 0;
+    }
     QString keepMineLabel() const;
 
     const QString& limitReason() const { return m_limitReason; }
@@ -144,6 +149,9 @@ public:
     Q_INVOKABLE void openAI();
     // "Later" on the review screen: this proposal doesn't pull the pane open again.
     Q_INVOKABLE void deferProposal();
+    // The review closed on the proposal stamped `createdAt` (a date, or null), which may no
+    // longer be the Store's.
+    Q_INVOKABLE void deferProposalAt(const QVariant& createdAt);
 
     // The seam: `x` is the cursor's distance from the columns' left edge.
     Q_INVOKABLE void dragSeam(double x, double width);

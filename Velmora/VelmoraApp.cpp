@@ -2,8 +2,11 @@
 
 #include "AppEnvironment.h"
 #include "DraftEditor.h"
+#include "HelpPages.h"
 #include "ItemEditor.h"
 #include "MainWindow.h"
+#include "ReviewPaneModel.h"
+#include "RulesViewModel.h"
 #include "Tray.h"
 #include "VelmoraConfig.h"
 
@@ -105,6 +108,8 @@ QCoro::Task<bool> VelmoraApp::start() {
         [store = QPointer<Store>(m_store.get())](QString text) {
             return smartInsert(store ? store->client().token() : QString(), std::move(text));
         });
+    connect(m_delegate.get(), &AppDelegate::aiRequested, m_mainWindowModel.get(),
+            &MainWindow::openAI);
     m_tokenSetup->setReduceMotion(m_desktop->reduceMotion());
     connect(m_desktop.get(), &DesktopSettings::reduceMotionChanged, this,
             [this] { m_tokenSetup->setReduceMotion(m_desktop->reduceMotion()); });
@@ -116,6 +121,9 @@ QCoro::Task<bool> VelmoraApp::start() {
     Q_UNUSED(styled)
     const int styleId = styleTypeId();
     ItemEditor::registerType();
+    ReviewPaneModel::registerType();
+    RulesViewModel::registerType();
+    HelpPages::registerType();
     DraftEditor::registerType();
     m_engine = std::make_unique<QQmlApplicationEngine>();
     QQmlContext* context = m_engine->rootContext();
@@ -132,7 +140,7 @@ QCoro::Task<bool> VelmoraApp::start() {
 
     m_mainWindow = load(QStringLiteral("Main.qml"));
     m_panelWindow = load(QStringLiteral("MenuBarPanel.qml"));
-    m_settingsWindow = load(QStringLiteral("SettingsWindow.qml"));
+    m_settingsWindow = load(QStringLiteral("settings/SettingsWindow.qml"));
     if (!m_mainWindow || !m_panelWindow || !m_settingsWindow)
         co_return false;
     connect(m_panelWindow, &QWindow::visibleChanged, m_panel.get(), &MenuBarPanel::setShown);

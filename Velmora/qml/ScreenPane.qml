@@ -3,13 +3,16 @@ import QtQuick.Controls
 import QtQuick.Layouts
 import Velmora
 
-// A screen in the right pane under the back bar. Screens still to come show their title.
+// A screen in the right pane under the back bar. Each screen is a file of its own, loaded
+// when first shown.
 ColumnLayout {
     id: pane
     spacing: 0
     readonly property string screen: app.router.screen
-    readonly property var titles: ({ connections: "Connections", rules: "Rules",
-                                     ai: "AI Assistant", people: "People" })
+    readonly property var files: ({ connections: "settings/ConnectionsWindow.qml",
+                                    rules: "agents/RulesView.qml",
+                                    ai: "ai/AIPane.qml",
+                                    people: "people/PeoplePane.qml" })
 
     IconButton {
         objectName: "backButton"
@@ -24,29 +27,11 @@ ColumnLayout {
         implicitHeight: 1
         color: Style.separator
     }
-    ColumnLayout {
+    Loader {
+        objectName: "screenLoader"
         Layout.fillWidth: true
         Layout.fillHeight: true
-        Layout.margins: Style.padding * 2
-        spacing: Style.spacing
-        Label {
-            objectName: "screenTitle"
-            text: pane.titles[pane.screen] || ""
-            font.pixelSize: Style.titleFont
-            font.weight: Font.DemiBold
-        }
-        Label {
-            Layout.fillWidth: true
-            wrapMode: Text.WordWrap
-            text: "This screen is on its way."
-            color: Style.secondaryText
-        }
-        Button {
-            objectName: "laterButton"
-            visible: pane.screen === "ai" && mainWindow.hasProposal
-            text: "Later"
-            onClicked: mainWindow.deferProposal()
-        }
-        Item { Layout.fillHeight: true }
+        Layout.margins: Style.padding * 1.5
+        source: pane.files[pane.screen] || ""
     }
 }

@@ -5,7 +5,7 @@ import Velmora
 
 // One choice among a few, all in view: a row of buttons, the current one highlighted.
 // `choices` are {value, label}; picking one says so through `chosen` and the owner sets
-// `current`.
+// `current`. A choice with a `badge` above 0 shows that count beside its label.
 RowLayout {
     id: picker
     property var choices: []
@@ -40,14 +40,40 @@ RowLayout {
                 border.color: segment.visualFocus ? Style.accent : Style.separator
                 radius: 3
             }
-            contentItem: Label {
-                text: segment.text
-                font: segment.font
-                color: segment.highlighted ? Style.accentText : Style.text
-                horizontalAlignment: Text.AlignHCenter
-                verticalAlignment: Text.AlignVCenter
+            readonly property int badge: modelData.badge || 0
+            contentItem: Item {
+                implicitWidth: segmentRow.implicitWidth
+                implicitHeight: segmentRow.implicitHeight
+                Row {
+                    id: segmentRow
+                    anchors.centerIn: parent
+                    spacing: 5
+                    Label {
+                        anchors.verticalCenter: parent.verticalCenter
+                        text: segment.text
+                        font: segment.font
+                        color: segment.highlighted ? Style.accentText : Style.text
+                    }
+                    Rectangle {
+                        objectName: "badge"
+                        visible: segment.badge > 0
+                        anchors.verticalCenter: parent.verticalCenter
+                        width: Math.max(height, badgeText.implicitWidth + 8)
+                        height: badgeText.implicitHeight + 2
+                        radius: height / 2
+                        color: segment.highlighted ? Style.accentText : Style.accent
+                        Label {
+                            id: badgeText
+                            anchors.centerIn: parent
+                            text: segment.badge
+                            font.pixelSize: Style.smallFont
+                            font.weight: Font.DemiBold
+                            color: segment.highlighted ? Style.accent : Style.accentText
+                        }
+                    }
+                }
             }
-            Accessible.name: modelData.label
+            Accessible.name: badge > 0 ? modelData.label + ", " + badge + " waiting" : modelData.label
             Accessible.checkable: true
             Accessible.checked: highlighted
             onClicked: picker.chosen(modelData.value)

@@ -20,11 +20,11 @@ HttpServer::Limits limits(std::size_t threads);
 // JSON bodies `{"message": ...}` on every error the library raises itself.
 void configure(httplib::Server& server);
 
-// `POST /api/store`, `GET /api/store/version` and `POST /api/ai/smart-insert`, with the
-// scripted faults applied.
+// Every family's routes (the document, Smart Add...), with the scripted faults applied.
 void installApi(httplib::Server& server, Service& service, FaultPlan& faults);
 
-// The admin listener's routes, each guarded by `Authorization: Bearer <secret>`.
+// The admin listener's routes of every family, each guarded by
+// `Authorization: Bearer <secret>`.
 void installAdmin(httplib::Server& server, Service& service, FaultPlan& faults,
                   const QByteArray& secret);
 

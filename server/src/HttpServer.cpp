@@ -23,6 +23,7 @@
 #include <deque>
 #include <mutex>
 #include <optional>
+#include <stdexcept>
 #include <string_view>
 #include <thread>
 #include <tuple>
@@ -752,10 +753,21 @@ HttpServer::HttpServer(const Limits& limits)
     set_keep_alive_max_count(limits.maxRequestsPerConnection);
     set_keep_alive_timeout(std::chrono::duration_cast<std::chrono::seconds>(limits.idle).count());
     // Two servers must never share a port: no SO_REUSEPORT, which the library would set.
-    set_socket_options([](socket_t sock) {
+    set_socket_options([this](socket_t sock) {
         const int yes = 1;
         setsockopt(sock, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+        m_listener = sock;
     });
+}
+
+int HttpServer::bindTo(const std::string& host, int port) {
+    errno = 0;
+    const int bound = port == 0 ? bind_to_any_port(host) : bind_to_port(host, port) ? port : -1;
+    // The library listens with a backlog of 5: a burst of connections would wait for SYN
+    // retries (a second each) before the event thread even saw them.
+    if (bound >= 0)
+        ::listen(m_listener, SOMAXCONN);
+    return bound;
 }
 
 HttpServer::~HttpServer() = default;

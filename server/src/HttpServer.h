@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <string>
 
 // cpp-httplib reads each connection on a pool thread with blocking reads, and bounds neither
 // the time a request takes to arrive, nor the length of a header line, nor a chunked or
@@ -30,6 +31,10 @@ public:
     explicit HttpServer(const Limits& limits);
     ~HttpServer() override;
 
+    // Binds to `port` (0: a free one) and gives the port, or -1 with errno set. A port that
+    // another socket listens on is refused (EADDRINUSE), never shared.
+    int bindTo(const std::string& host, int port);
+
 private:
     class Front;
     friend class Front;
@@ -39,5 +44,6 @@ private:
     bool handle(httplib::Stream& stream, bool closeConnection, bool& connectionClosed);
 
     Limits m_limits;
+    socket_t m_listener = -1;
     Front* m_front = nullptr; // owned by the library while it listens
 };

@@ -23,10 +23,18 @@ Reply failure(int status, const QString& text) {
     return Reply{status, messageBody(text)};
 }
 
+Reply internalError(const std::exception& fault) {
+    return failure(500, QStringLiteral("Internal error: %1").arg(QString::fromUtf8(fault.what())));
+}
+
 } // namespace
 
 QByteArray messageBody(const QString& text) {
     return JsonValue::object({{QStringLiteral("message"), text}}).toJson();
+}
+
+Reply messageReply(int status, const QString& text) {
+    return failure(status, text);
 }
 
 Service::Service(Storage& storage)
@@ -71,6 +79,11 @@ std::optional<qint64> Service::userId(const QString& name) {
     if (const auto user = m_storage.findUser(name))
         return user->id;
     return std::nullopt;
+}
+
+std::optional<qint64> Service::findUser(const QString& name) {
+    std::lock_guard lock(m_mutex);
+    return userId(name);
 }
 
 void Service::commit(qint64 userId, UserState next, const std::optional<QString>& key,
@@ -133,8 +146,7 @@ Reply Service::call(qint64 userId, const QByteArray& body,
     } catch (const RpcError& refusal) {
         return failure(refusal.status(), refusal.message());
     } catch (const std::exception& fault) {
-        return failure(500,
-                       QStringLiteral("Internal error: %1").arg(QString::fromUtf8(fault.what())));
+        return internalError(fault);
     }
 }
 
@@ -143,57 +155,52 @@ Reply Service::version(qint64 userId) {
     try {
         return Reply{200, WireJson::encode(VersionReply{stateOf(userId).version})};
     } catch (const std::exception& fault) {
-        return failure(500,
-                       QStringLiteral("Internal error: %1").arg(QString::fromUtf8(fault.what())));
+        return internalError(fault);
     }
 }
 
-Reply Service::smartInsert(qint64 userId, const QByteArray& body) {
-    QString error;
-    const auto json = JsonValue::parse(body, &error);
-    if (!json)
-        return failure(400, QStringLiteral("The body is not JSON: %1.").arg(error));
-    const JsonValue* text = json->find(u"text");
-    if (!text || !text->isString())
-        return failure(400, QStringLiteral("The body needs a \"text\" string."));
-    const QString month = QDateTime::currentDateTimeUtc().toString(QStringLiteral("yyyy-MM"));
-
+Reply Service::read(qint64 userId, const ReadWork& work) {
     std::lock_guard lock(m_mutex);
     try {
-        const qint64 cap = m_smartInsertCap;
-        const qint64 used = m_storage.smartInsertsUsed(userId, month);
-        const auto answer = [&](JsonValue reply, qint64 count) {
-            reply.set(QStringLiteral("used"), count);
-            reply.set(QStringLiteral("cap"), cap);
-            return Reply{200, reply.toJson()};
-        };
-        const auto refusal = [&](const char* reason) {
-            return answer(JsonValue::object(
-                              {{QStringLiteral("ok"), false}, {QStringLiteral("reason"), reason}}),
-                          used);
-        };
-        // The user's day is the server's local day, as for rules.
-        auto reading = SmartReading::read(text->toString(), QDate::currentDate());
-        if (!reading)
-            return refusal("failed");
-        if (used >= cap)
-            return refusal("no_allowance");
-        Storage::Transaction transaction(m_storage);
-        m_storage.countSmartInsert(userId, month);
-        transaction.commit();
-        return answer(JsonValue::object({{QStringLiteral("ok"), true},
-                                         {QStringLiteral("draft"), std::move(reading->draft)},
-                                         {QStringLiteral("truncated"), reading->truncated}}),
-                      used + 1);
+        return work(stateOf(userId), m_storage);
+    } catch (const RpcError& refusal) {
+        return failure(refusal.status(), refusal.message());
     } catch (const std::exception& fault) {
-        return failure(500,
-                       QStringLiteral("Internal error: %1").arg(QString::fromUtf8(fault.what())));
+        return internalError(fault);
     }
 }
 
-void Service::setSmartInsertCap(qint64 cap) {
+Reply Service::transact(qint64 userId, const WriteWork& work) {
     std::lock_guard lock(m_mutex);
-    m_smartInsertCap = cap;
+    try {
+        UserState& current = stateOf(userId);
+        UserState next = current;
+        Storage::Transaction transaction(m_storage);
+        const Reply reply = work(next, m_storage);
+        if (reply.status < 200 || reply.status > 299)
+            return reply;
+        next.version = current.version;
+        const bool changed = next.document != current.document || next.proposal != current.proposal;
+        if (changed) {
+            next.version += 1;
+            m_storage.saveState(userId, current, next);
+        }
+        transaction.commit();
+        if (changed)
+            current = std::move(next);
+        return reply;
+    } catch (const RpcError& refusal) {
+        return failure(refusal.status(), refusal.message());
+    } catch (const std::exception& fault) {
+        return internalError(fault);
+    }
+}
+
+void Service::migrate(const std::function<void(Storage& storage)>& work) {
+    std::lock_guard lock(m_mutex);
+    Storage::Transaction transaction(m_storage);
+    work(m_storage);
+    transaction.commit();
 }
 
 Service::NewToken Service::issueToken(const QString& name, bool onlyOne) {

@@ -6,6 +6,8 @@
 #include <QByteArray>
 #include <QString>
 
+#include <atomic>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -18,7 +20,8 @@ struct Reply {
 
 // The server's state behind one mutex: every call from any HTTP thread goes through here,
 // so SQLite sees one caller at a time. Users' states are cached after the first read; the
-// database is written in one transaction per change.
+// database is written in one transaction per change. Route families other than the
+// document reach the state and their own tables through `read` and `transact`.
 class Service {
 public:
     explicit Service(Storage& storage);
@@ -30,22 +33,36 @@ public:
     // at most once per user and key; a repeat gets the first reply.
     Reply call(qint64 userId, const QByteArray& body, const std::optional<QString>& idempotencyKey);
     Reply version(qint64 userId);
-    // `api/ai/smart-insert`: the server's draft of `{"text": ...}`, metered per user and
-    // calendar month (UTC) against the monthly cap.
-    Reply smartInsert(qint64 userId, const QByteArray& body);
+
+    // A family's read, under the lock: `work` sees the user's state and may read the
+    // family's tables; it must not call back into the Service. An RpcError it throws
+    // answers with its status and message; any other exception answers 500.
+    using ReadWork = std::function<Reply(const UserState& state, Storage& storage)>;
+    Reply read(qint64 userId, const ReadWork& work);
+    // A family's write, under the lock and in one transaction: `work` changes a copy of the
+    // user's state and may write the family's tables. A 2xx reply commits all of it and
+    // moves the version on if the document or the proposal changed; any other reply, or an
+    // exception (answered as by `read`), rolls everything back.
+    using WriteWork = std::function<Reply(UserState& next, Storage& storage)>;
+    Reply transact(qint64 userId, const WriteWork& work);
+    // Schema work at start (a family's tables, a column added later), in one transaction.
+    void migrate(const std::function<void(Storage& storage)>& work);
 
     // Administration, from the command line and the admin listener.
     struct NewToken {
         QString user;
         QString token;
     };
+    // The id of the user of that name (for the admin's routes), under the lock.
+    std::optional<qint64> findUser(const QString& name);
     // Creates the user if needed and gives a fresh token for it; `onlyOne` revokes the
     // user's other tokens.
     NewToken issueToken(const QString& name, bool onlyOne = false);
     // False when there is no such user.
     bool setOpenCap(const QString& name, std::optional<qint64> cap);
     // Smart Adds each user may make in a month; SmartReading::defaultMonthlyCap at first.
-    void setSmartInsertCap(qint64 cap);
+    void setSmartInsertCap(qint64 cap) { m_smartInsertCap = cap; }
+    qint64 smartInsertCap() const { return m_smartInsertCap; }
     std::optional<UserState> state(const QString& name);
     // Replaces the document as another device would; gives the new version.
     std::optional<qint64> replaceDocument(const QString& name, const WireDocument& document);
@@ -75,8 +92,10 @@ private:
     Storage& m_storage;
     std::map<qint64, UserState> m_cache;
     qint64 m_lastPurge = 0;
-    qint64 m_smartInsertCap;
+    std::atomic<qint64> m_smartInsertCap;
 };
 
 // `{"message": text}`.
 QByteArray messageBody(const QString& text);
+// A refusal: `status` with `{"message": text}`.
+Reply messageReply(int status, const QString& text);

@@ -22,65 +22,71 @@ namespace {
     throw StorageError(std::string(what) + ": " + (db ? sqlite3_errmsg(db) : "no database"));
 }
 
-// One prepared statement; columns and parameters count from 1 and 0 as SQLite does.
-class Statement {
-public:
-    Statement(sqlite3* db, const char* sql)
-        : m_db(db) {
-        if (sqlite3_prepare_v2(db, sql, -1, &m_stmt, nullptr) != SQLITE_OK)
-            failWith(db, "prepare");
-    }
-    ~Statement() { sqlite3_finalize(m_stmt); }
-    Statement(const Statement&) = delete;
-    Statement& operator=(const Statement&) = delete;
+} // namespace
 
-    Statement& bind(int index, qint64 value) {
-        check(sqlite3_bind_int64(m_stmt, index, value));
-        return *this;
-    }
-    Statement& bind(int index, const QByteArray& value) {
-        check(sqlite3_bind_text(m_stmt, index, value.constData(), int(value.size()),
-                                SQLITE_TRANSIENT));
-        return *this;
-    }
-    Statement& bind(int index, const QString& value) { return bind(index, value.toUtf8()); }
-    Statement& bind(int index, std::optional<qint64> value) {
-        if (value)
-            return bind(index, *value);
-        check(sqlite3_bind_null(m_stmt, index));
-        return *this;
-    }
+Storage::Statement::Statement(sqlite3* db, const char* sql)
+    : m_db(db) {
+    if (sqlite3_prepare_v2(db, sql, -1, &m_stmt, nullptr) != SQLITE_OK)
+        failWith(db, "prepare");
+}
 
-    // True while there is a row to read.
-    bool step() {
-        const int rc = sqlite3_step(m_stmt);
-        if (rc == SQLITE_ROW)
-            return true;
-        if (rc != SQLITE_DONE)
-            failWith(m_db, "step");
-        return false;
-    }
-    void run() {
-        step();
-        sqlite3_reset(m_stmt);
-    }
+Storage::Statement::Statement(Storage& storage, const char* sql)
+    : Statement(storage.m_db, sql) {}
 
-    qint64 integer(int column) const { return sqlite3_column_int64(m_stmt, column); }
-    bool isNull(int column) const { return sqlite3_column_type(m_stmt, column) == SQLITE_NULL; }
-    QByteArray bytes(int column) const {
-        const auto* data = static_cast<const char*>(sqlite3_column_blob(m_stmt, column));
-        return QByteArray(data, sqlite3_column_bytes(m_stmt, column));
-    }
-    QString text(int column) const { return QString::fromUtf8(bytes(column)); }
+Storage::Statement::~Statement() {
+    sqlite3_finalize(m_stmt);
+}
 
-private:
-    void check(int rc) {
-        if (rc != SQLITE_OK)
-            failWith(m_db, "bind");
-    }
-    sqlite3* m_db;
-    sqlite3_stmt* m_stmt = nullptr;
-};
+Storage::Statement& Storage::Statement::bind(int index, qint64 value) {
+    check(sqlite3_bind_int64(m_stmt, index, value));
+    return *this;
+}
+
+Storage::Statement& Storage::Statement::bind(int index, const QByteArray& value) {
+    check(sqlite3_bind_text(m_stmt, index, value.constData(), int(value.size()), SQLITE_TRANSIENT));
+    return *this;
+}
+
+Storage::Statement& Storage::Statement::bind(int index, std::optional<qint64> value) {
+    if (value)
+        return bind(index, *value);
+    check(sqlite3_bind_null(m_stmt, index));
+    return *this;
+}
+
+bool Storage::Statement::step() {
+    const int rc = sqlite3_step(m_stmt);
+    if (rc == SQLITE_ROW)
+        return true;
+    if (rc != SQLITE_DONE)
+        failWith(m_db, "step");
+    return false;
+}
+
+void Storage::Statement::run() {
+    step();
+    sqlite3_reset(m_stmt);
+}
+
+qint64 Storage::Statement::integer(int column) const {
+    return sqlite3_column_int64(m_stmt, column);
+}
+
+bool Storage::Statement::isNull(int column) const {
+    return sqlite3_column_type(m_stmt, column) == SQLITE_NULL;
+}
+
+QByteArray Storage::Statement::bytes(int column) const {
+    const auto* data = static_cast<const char*>(sqlite3_column_blob(m_stmt, column));
+    return QByteArray(data, sqlite3_column_bytes(m_stmt, column));
+}
+
+void Storage::Statement::check(int rc) {
+    if (rc != SQLITE_OK)
+        failWith(m_db, "bind");
+}
+
+namespace {
 
 template <typename T>
 QByteArray encodeList(const QList<T>& list) {
@@ -123,7 +129,7 @@ void saveRows(sqlite3* db, const char* table, qint64 userId, const QList<T>& bef
     const QByteArray upsertSql = QByteArray("INSERT INTO ") + table +
                                  "(user_id, id, seq, body) VALUES(?1, ?2, ?3, ?4) "
                                  "ON CONFLICT(user_id, id) DO UPDATE SET seq = ?3, body = ?4";
-    Statement upsert(db, upsertSql.constData());
+    Storage::Statement upsert(db, upsertSql.constData());
     QSet<QString> kept;
     for (qsizetype i = 0; i < after.size(); ++i) {
         const T& record = after[i];
@@ -136,7 +142,7 @@ void saveRows(sqlite3* db, const char* table, qint64 userId, const QList<T>& bef
     }
     const QByteArray deleteSql =
         QByteArray("DELETE FROM ") + table + " WHERE user_id = ? AND id = ?";
-    Statement remove(db, deleteSql.constData());
+    Storage::Statement remove(db, deleteSql.constData());
     for (const T& record : before)
         if (!kept.contains(record.id))
             remove.bind(1, userId).bind(2, record.id).run();
@@ -184,11 +190,6 @@ CREATE TABLE IF NOT EXISTS idempotency(
     body BLOB NOT NULL,
     PRIMARY KEY(user_id, key));
 CREATE INDEX IF NOT EXISTS idempotency_age ON idempotency(created_at);
-CREATE TABLE IF NOT EXISTS smart_inserts(
-    user_id INTEGER NOT NULL REFERENCES users(id),
-    month TEXT NOT NULL,
-    used INTEGER NOT NULL,
-    PRIMARY KEY(user_id, month));
 )sql";
 
 } // namespace
@@ -239,6 +240,20 @@ Storage::Storage(const QString& path) {
 
 Storage::~Storage() {
     sqlite3_close(m_db);
+}
+
+bool Storage::addColumnIfMissing(const char* table, const char* column, const char* definition) {
+    const QByteArray info = QByteArray("PRAGMA table_info(") + table + ')';
+    Statement columns(m_db, info.constData());
+    bool found = false;
+    while (!found && columns.step())
+        found = columns.text(1) == QLatin1String(column);
+    if (found)
+        return false;
+    const QByteArray alter =
+        QByteArray("ALTER TABLE ") + table + " ADD COLUMN " + column + ' ' + definition;
+    exec(alter.constData());
+    return true;
 }
 
 void Storage::exec(const char* sql) {
@@ -403,16 +418,4 @@ void Storage::storeReply(qint64 userId, const QString& key, qint64 now, const St
 void Storage::purgeReplies(qint64 olderThan) {
     Statement s(m_db, "DELETE FROM idempotency WHERE created_at < ?");
     s.bind(1, olderThan).run();
-}
-
-qint64 Storage::smartInsertsUsed(qint64 userId, const QString& month) {
-    Statement s(m_db, "SELECT used FROM smart_inserts WHERE user_id = ? AND month = ?");
-    s.bind(1, userId).bind(2, month);
-    return s.step() ? s.integer(0) : 0;
-}
-
-void Storage::countSmartInsert(qint64 userId, const QString& month) {
-    Statement s(m_db, "INSERT INTO smart_inserts(user_id, month, used) VALUES(?1, ?2, 1) "
-                      "ON CONFLICT(user_id, month) DO UPDATE SET used = used + 1");
-    s.bind(1, userId).bind(2, month).run();
 }

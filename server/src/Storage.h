@@ -9,6 +9,7 @@
 #include <stdexcept>
 
 struct sqlite3;
+struct sqlite3_stmt;
 
 class StorageError : public std::runtime_error {
 public:
@@ -17,9 +18,42 @@ public:
 
 // The SQLite database. Not thread-safe: the Service serialises every call. Each user's
 // document is kept as one row per item and per rule, so a write touches only the rows it
-// changed, plus one row of document-wide fields.
+// changed, plus one row of document-wide fields. Route families keep their own tables
+// beside these, made by `exec` and `addColumnIfMissing` through Service::migrate.
 class Storage {
 public:
+    // One prepared statement; parameters count from 1 and columns from 0, as in SQLite.
+    // Every failure throws StorageError.
+    class Statement {
+    public:
+        Statement(Storage& storage, const char* sql);
+        Statement(sqlite3* db, const char* sql);
+        ~Statement();
+        Statement(const Statement&) = delete;
+        Statement& operator=(const Statement&) = delete;
+
+        Statement& bind(int index, qint64 value);
+        Statement& bind(int index, const QByteArray& value);
+        Statement& bind(int index, const QString& value) { return bind(index, value.toUtf8()); }
+        // Null when empty.
+        Statement& bind(int index, std::optional<qint64> value);
+
+        // True while there is a row to read.
+        bool step();
+        // Steps once and resets, for statements that return no rows.
+        void run();
+
+        qint64 integer(int column) const;
+        bool isNull(int column) const;
+        QByteArray bytes(int column) const;
+        QString text(int column) const { return QString::fromUtf8(bytes(column)); }
+
+    private:
+        void check(int rc);
+        sqlite3* m_db;
+        sqlite3_stmt* m_stmt = nullptr;
+    };
+
     // `path` may be ":memory:".
     explicit Storage(const QString& path);
     ~Storage();
@@ -65,11 +99,13 @@ public:
     void storeReply(qint64 userId, const QString& key, qint64 now, const StoredReply& reply);
     void purgeReplies(qint64 olderThan);
 
-    // Smart Adds counted per user and calendar month (`yyyy-MM`).
-    qint64 smartInsertsUsed(qint64 userId, const QString& month);
-    void countSmartInsert(qint64 userId, const QString& month);
+    // Runs SQL that returns no rows: a family's `CREATE TABLE IF NOT EXISTS ...`.
+    void exec(const char* sql);
+    // Adds `column` (with its type and default, as `definition`) to an existing table
+    // unless the table has it already; true when it was added. The names are the code's
+    // own, never input: they go into the SQL as they are.
+    bool addColumnIfMissing(const char* table, const char* column, const char* definition);
 
 private:
-    void exec(const char* sql);
     sqlite3* m_db = nullptr;
 };

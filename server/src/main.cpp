@@ -98,15 +98,6 @@ struct ServeOptions {
     std::optional<qint64> smartInsertCap;
 };
 
-// Binds as asked; the bound port, or -1.
-int bindServer(httplib::Server& server, const QString& host, int port) {
-    const std::string address = host.toStdString();
-    errno = 0;
-    if (port == 0)
-        return server.bind_to_any_port(address);
-    return server.bind_to_port(address, port) ? port : -1;
-}
-
 int cannotListen(const QString& host, int port) {
     const int error = errno;
     return fail(QStringLiteral("cannot listen on %1:%2: %3")
@@ -159,7 +150,7 @@ int serve(Service& service, const ServeOptions& options) {
     HttpServer api(HttpApi::limits(std::size_t(options.threads)));
     HttpApi::configure(api);
     HttpApi::installApi(api, service, faults);
-    const int port = bindServer(api, options.bind, options.port);
+    const int port = api.bindTo(options.bind.toStdString(), options.port);
     if (port < 0)
         return cannotListen(options.bind, options.port);
 
@@ -170,7 +161,7 @@ int serve(Service& service, const ServeOptions& options) {
         HttpApi::configure(admin);
         HttpApi::installAdmin(admin, service, faults, secret.toUtf8());
         // Fault injection and direct edits are for tests on this machine only.
-        adminPort = bindServer(admin, QStringLiteral("127.0.0.1"), options.adminPort);
+        adminPort = admin.bindTo("127.0.0.1", options.adminPort);
         if (adminPort < 0)
             return cannotListen(QStringLiteral("127.0.0.1"), options.adminPort);
         if (!writeSecret(options.adminFile, secret))

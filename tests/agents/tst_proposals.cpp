@@ -3,7 +3,9 @@
 // them, the derived lists and label of the review screen, and what a submit sends.
 
 #include "APIError.h"
+#include "BriefingHelp.h"
 #include "ProposalReview.h"
+#include "UpdatesHelp.h"
 #include "WireJson.h"
 
 #include <QStandardPaths>
@@ -253,32 +255,46 @@ private Q_SLOTS:
         QTest::addColumn<bool>("stale");
         QTest::addColumn<QString>("target");
         QTest::addColumn<QString>("line");
+        QTest::addColumn<QString>("verb"); // the row's tag
 
-        QTest::newRow("add") << add << false << QString() << "Call Dana";
+        QTest::newRow("add") << add << false << QString() << "Call Dana"
+                             << "Add";
         QTest::newRow("complete") << onItem("complete", "i1") << false << "i1"
-                                  << "Send the deck";
+                                  << "Send the deck"
+                                  << "Done";
         QTest::newRow("remove done item") << onItem("remove", "i2") << false << "i2"
-                                          << "Budget reply";
+                                          << "Budget reply"
+                                          << "Remove";
         QTest::newRow("complete gone")
-            << onItem("complete", "i9") << true << QString() << "This item is no longer here";
+            << onItem("complete", "i9") << true << QString() << "This item is no longer here"
+            << "Done";
         QTest::newRow("update") << update("i1", R"({"due":null,"title":"x"})") << false << "i1"
-                                << "Send the deck — change title, due";
+                                << "Send the deck — change title, due"
+                                << "Change";
         QTest::newRow("update empty patch") << update("i1", "{}") << false << "i1"
-                                            << "Send the deck — change ";
+                                            << "Send the deck — change "
+                                            << "Change";
         QTest::newRow("update gone")
-            << update("I1", "{}") << true << QString() << "This item is no longer here";
+            << update("I1", "{}") << true << QString() << "This item is no longer here"
+            << "Change";
         QTest::newRow("add rule") << addRule << false << QString()
-                                  << "Exclude items where title contains PTO, OOO";
+                                  << "Exclude items where title contains PTO, OOO"
+                                  << "Rule";
         QTest::newRow("update rule")
-            << onRule("update_rule", "r1") << false << QString() << "Change a rule";
+            << onRule("update_rule", "r1") << false << QString() << "Change a rule"
+            << "Rule";
         QTest::newRow("remove rule")
-            << onRule("remove_rule", "r1") << false << QString() << "Delete a rule";
+            << onRule("remove_rule", "r1") << false << QString() << "Delete a rule"
+            << "Rule";
         QTest::newRow("pause rule")
-            << onRule("pause_rule", "r1") << false << QString() << "Pause a rule";
+            << onRule("pause_rule", "r1") << false << QString() << "Pause a rule"
+            << "Rule";
         QTest::newRow("pause rule gone")
-            << onRule("pause_rule", "i1") << true << QString() << "That rule is no longer here";
+            << onRule("pause_rule", "i1") << true << QString() << "That rule is no longer here"
+            << "Rule";
         QTest::newRow("unknown") << unknown << false << QString()
-                                 << "A newer kind of suggestion — review it on the website";
+                                 << "A newer kind of suggestion — review it on the website"
+                                 << "Rule";
     }
 
     void resolvesAndDescribes() {
@@ -286,11 +302,28 @@ private Q_SLOTS:
         QFETCH(bool, stale);
         QFETCH(QString, target);
         QFETCH(QString, line);
+        QFETCH(QString, verb);
         const auto list = resolved(delta);
         QCOMPARE(list.size(), 1);
         QCOMPARE(list.front().stale, stale);
         QCOMPARE(list.front().target ? list.front().target->id : QString(), target);
         QCOMPARE(ProposalReview::describe(list.front()), line);
+        QCOMPARE(UpdatesHelp::verb(list.front().delta.wire.kindName()), verb);
+    }
+
+    // The desktop has no swipes: neither help page shows the gestures or their note.
+    void helpPagesLeaveSwipesToTouch() {
+        for (const auto& page : {UpdatesHelp::page, BriefingHelp::page}) {
+            int swipes = 0;
+            for (const HelpCardData& card : page(false))
+                for (const HelpAction& row : card.rows)
+                    swipes += card.title == u"Swiping" || row.swipe.has_value();
+            QCOMPARE(swipes, 0);
+            const auto touch = page(true);
+            QCOMPARE(std::count_if(touch.begin(), touch.end(),
+                                   [](const HelpCardData& c) { return c.title == u"Swiping"; }),
+                     1);
+        }
     }
 
     void changedFields_data() {

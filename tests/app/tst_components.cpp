@@ -127,6 +127,14 @@ private Q_SLOTS:
         QTest::newRow("empty") << "EmptyState.qml" << QVariantMap{{"title", "Nothing here"}};
         QTest::newRow("row") << "ItemRow.qml" << plainRow();
         QTest::newRow("menu") << "ItemContextMenu.qml" << QVariantMap{};
+        QTest::newRow("hint") << "help/ScreenHint.qml"
+                              << QVariantMap{{"title", "New to briefings?"}, {"hasHelp", true}};
+        QTest::newRow("help card")
+            << "help/HelpCard.qml"
+            << QVariantMap{
+                   {"title", "What you can do"},
+                   {"rows", QVariantList{QVariantMap{
+                                {"label", "Reject"}, {"does", "Strikes"}, {"swipe", "left"}}}}};
     }
     // Each loads without a warning and has a size of its own, in both schemes.
     void componentsLoad() {

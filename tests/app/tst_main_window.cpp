@@ -7,6 +7,8 @@
 #include "MainScreen.h"
 #include "MainWindow.h"
 #include "Proposal.h"
+#include "ReviewPaneModel.h"
+#include "RulesViewModel.h"
 #include "ServerProcess.h"
 #include "WireFormats.h"
 
@@ -342,8 +344,8 @@ private Q_SLOTS:
         QCOMPARE(w.paneContent(), "placeholder");
     }
 
-    // Deferred saves: an edit reaches the snapshot after the event that made it, and a
-    // pending save is written when the Store goes.
+    // Deferred saves: a change to the queue is on disk before the call returns; a new
+    // baseline alone waits, and a pending save is written when the Store goes.
     void deferredSavesLandOnDisk() {
         QTemporaryDir dir;
         MemorySecretStore secrets;
@@ -351,19 +353,23 @@ private Q_SLOTS:
             new APIClient(server->baseURL(), server->createUser(QStringLiteral("deferred"))),
             OfflineDisk(dir.path()), Keychain(secrets, QStringLiteral("svc")));
         await(store->refresh(false));
-        store->setDeferredSaves(true);
+        store->setDeferredSaves(true, 60000);
         store->pathUpdated(false);
-        const auto queued = [&] {
+        const auto onDisk = [&] {
             const auto snapshot = OfflineDisk(dir.path()).load();
-            return snapshot ? snapshot->queue.size() : -1;
+            return snapshot ? std::pair(snapshot->queue.size(), snapshot->syncedVersion)
+                            : std::pair(qsizetype(-1), qint64(-1));
         };
+        const qint64 before = store->syncedVersion();
         QVERIFY(await(store->add(QStringLiteral("Later"), {}, {}, Section::action, {},
                                  Priority::medium, {}, LocalID::make())));
-        QTRY_COMPARE_WITH_TIMEOUT(queued(), 1, 2000);
-        store->setFlagged(store->document().items.first(), true);
-        QCOMPARE(queued(), 1); // not yet: the save waits for the event to end
+        QCOMPARE(onDisk(), std::pair(qsizetype(1), before));
+        await(store->sync()); // the replay empties the queue, then a new baseline comes
+        QVERIFY(store->syncedVersion() != before);
+        QCOMPARE(onDisk(), std::pair(qsizetype(0), before));
+        const qint64 after = store->syncedVersion();
         store.reset();
-        QCOMPARE(queued(), 2);
+        QCOMPARE(onDisk(), std::pair(qsizetype(0), after));
     }
 
     // The seam: dragging stores the share at once, a double click resets it, both clamped.
@@ -402,6 +408,88 @@ private Q_SLOTS:
             user, JsonValue::parse(newer.replace("09:15", "09:20")).value_or(JsonValue()));
         await(h->store.refreshProposal());
         QCOMPARE(h->router.screenText(), "ai");
+    }
+
+    // The review's rows and notes: "^" marks the row under the rules heading.
+    void reviewWords_data() {
+        QTest::addColumn<QByteArray>("deltas");
+        QTest::addColumn<QStringList>("rows");
+        QTest::addColumn<QString>("notes");
+        const QByteArray rule =
+            R"({"kind":"add_rule","rule":{"action":"exclude","match":{"op":"all",
+            "conditions":[{"field":"title","op":"contains","value":["PTO"]}]},"params":{},
+            "reason":"r","origin":{"from":"manual","rejection_ids":[],"count":0}}})";
+        const QByteArray add = R"({"kind":"add","item":{"title":"Call Dana","section":"action",
+            "channel":"email","priority":"low","links":[]}})";
+        QTest::newRow("two rules in a row: one heading")
+            << "[" + rule + "," + R"({"kind":"pause_rule","rule_id":"r1"})" + "]"
+            << QStringList{"^Rule Exclude items where title contains PTO", "Rule Pause a rule"}
+            << "|";
+        QTest::newRow("rule, item, rule: two headings")
+            << "[" + rule + "," + add + "," + rule + "]"
+            << QStringList{"^Rule Exclude items where title contains PTO", "Add Call Dana",
+                           "^Rule Exclude items where title contains PTO"}
+            << "|";
+        QTest::newRow("one stale, one newer kind")
+            << "[" + add + R"(,{"kind":"complete","item_id":"gone"},{"kind":"split"}])"
+            << QStringList{"Add Call Dana"}
+            << "1 suggestion skipped — those items are no longer here.|1 suggestion in a newer "
+               "format — review on the website; deciding here will skip it.";
+        QTest::newRow("two newer kinds, an update")
+            << QByteArray(R"([{"kind":"split"},{"kind":"merge"},
+                 {"kind":"update","item_id":"a","patch":{"due":null}}])")
+            << QStringList{"Change a — change due"}
+            << "|2 suggestions in a newer format — review on the website; deciding here will "
+               "skip them.";
+    }
+    void reviewWords() {
+        QFETCH(QByteArray, deltas);
+        QFETCH(QStringList, rows);
+        QFETCH(QString, notes);
+        const auto proposal = ProposalFormat::readReply(R"({"result":{"deltas":)" + deltas + "}}");
+        QVERIFY(proposal);
+        Document document;
+        document.items = {item(QStringLiteral("a"), Section::action)};
+        Rule rule;
+        rule.id = QStringLiteral("r1");
+        document.rules = {rule};
+        const auto resolved = ProposalReview::resolve(*proposal, document);
+        QStringList shown;
+        for (const ReviewRow& row : ReviewScreen::rows(resolved, {}))
+            shown << (row.ruleHeading ? QStringLiteral("^") : QString()) + row.verb + u' ' +
+                         row.text;
+        QCOMPARE(shown, rows);
+        QCOMPARE(ReviewScreen::skippedNote(ProposalReview::skipped(resolved).size()) + u'|' +
+                     ReviewScreen::unsupportedNote(ProposalReview::unsupported(resolved).size()),
+                 notes);
+        QCOMPARE(ReviewScreen::title(*proposal), "Your AI agent suggests some changes");
+        QCOMPARE(ReviewScreen::ruleHeading(*proposal),
+                 "Suggested rules — these change what your AI agent may suggest in future");
+    }
+
+    void ruleLines_data() {
+        QTest::addColumn<int>("origin");
+        QTest::addColumn<int>("learnedFrom");
+        QTest::addColumn<int>("applyCount");
+        QTest::addColumn<QString>("line");
+        QTest::newRow("yours, once")
+            << int(Origin::user) << 0 << 1 << "You|Created by you · Applied 1 time";
+        QTest::newRow("learned, never")
+            << int(Origin::ai) << 3 << 0 << "Your AI|Learned from 3 rejections · Never applied yet";
+        QTest::newRow("learned once, often")
+            << int(Origin::ai) << 1 << 12 << "Your AI|Learned from 1 rejections · Applied 12 times";
+    }
+    void ruleLines() {
+        QFETCH(int, origin);
+        QFETCH(int, learnedFrom);
+        QFETCH(int, applyCount);
+        QFETCH(QString, line);
+        Rule rule;
+        rule.createdBy = Origin(origin);
+        rule.learnedFrom = learnedFrom;
+        rule.applyCount = applyCount;
+        const RuleLine shown = RulesScreen::line(rule);
+        QCOMPARE(shown.author + u'|' + shown.history, line);
     }
 
     // A cap refusal is the window's to show; the Store's copy is cleared at once.

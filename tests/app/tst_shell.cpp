@@ -2,12 +2,15 @@
 #include "Await.h"
 #include "LoginItems.h"
 #include "MainWindow.h"
+#include "ReviewPaneModel.h"
+#include "RulesViewModel.h"
 #include "ServerProcess.h"
 #include "Tray.h"
 #include "VelmoraApp.h"
 #include "VelmoraConfig.h"
 #include "WireFormats.h"
 
+#include <QAbstractItemModelTester>
 #include <QAccessible>
 #include <QClipboard>
 #include <QDir>
@@ -62,6 +65,13 @@ struct Shell {
             if (item->objectName() == name)
                 return item;
         throw std::runtime_error(qPrintable(QStringLiteral("no ") + name));
+    }
+    // The visible item of that name, or null while there is none.
+    static QQuickItem* named(QQuickWindow* window, const QString& name) {
+        for (auto* item : items(window))
+            if (item->objectName() == name && item->isVisible())
+                return item;
+        return nullptr;
     }
     // The visible item showing exactly `text`, if any.
     static QQuickItem* textItem(QQuickWindow* window, const QString& text) {
@@ -437,6 +447,251 @@ private Q_SLOTS:
                                  2000);
         screenshot(main, QStringLiteral("offline-") + appearance);
         store->pathUpdated(true);
+    }
+
+    // An agent's proposal reviewed on screen against the server: it opens itself on the
+    // Updates tab; rows are marked from the keyboard and the add's title typed over; a
+    // refused answer keeps the marks; the answer lands. Newer kinds alone stay pending.
+    void reviewAnswersTheProposal() {
+        QTemporaryDir tokens;
+        const QString user = QStringLiteral("reviewer");
+        Shell shell(*server, tokenFileFor(*server, tokens, user));
+        Store* store = shell.app->store();
+        QTRY_VERIFY_WITH_TIMEOUT(store->hasToken(), 10000);
+        for (const char* title : {"Draft budget", "Renew passport"})
+            QVERIFY(await(store->add(QString::fromUtf8(title), {}, {}, Section::action, {},
+                                     Priority::medium, {}, LocalID::make())));
+        QTRY_COMPARE_WITH_TIMEOUT(store->queuedEdits(), 0, 5000);
+        const QString budget = store->document().items[0].id;
+        const QString passport = store->document().items[1].id;
+        const QString proposal = QStringLiteral(R"({"created_at":"2026-03-01T09:15:00Z",
+          "agent":"Claude","summary":"Read your mail from the weekend.","deltas":[
+          {"kind":"add","item":{"title":"Reply to Dana","section":"action","channel":"email",
+           "source":"Dana","priority":"high","links":[]},"reason":"She asked on Monday"},
+          {"kind":"complete","item_id":"%1","reason":"The budget went out on Friday"},
+          {"kind":"update","item_id":"%2","patch":{"priority":"high"}},
+          {"kind":"add_rule","rule":{"action":"exclude","match":{"op":"all","conditions":[
+           {"field":"source","op":"contains","value":["no-reply"]}]},"params":{},
+           "reason":"Automated mail","origin":{"from":"rejections","rejection_ids":[],"count":3}}},
+          {"kind":"escalate","level":3},
+          {"kind":"complete","item_id":"gone"}]})")
+                                     .arg(budget, passport);
+        server->createProposal(user, JsonValue::parse(proposal.toUtf8()).value_or(JsonValue()));
+        await(store->refreshProposal());
+
+        MainWindow* window = shell.app->mainModel();
+        QCOMPARE(window->aiTab(), QStringLiteral("updates"));
+        QCOMPARE(window->suggestionCount(), 6);
+        QQuickWindow* main = shell.app->mainWindow();
+        main->resize(1180, 760);
+        QVERIFY(QTest::qWaitForWindowExposed(main, 5000));
+        QQuickItem* pane = nullptr;
+        QTRY_VERIFY_WITH_TIMEOUT((pane = Shell::named(main, QStringLiteral("reviewPane"))), 5000);
+        auto* review = qobject_cast<ReviewPaneModel*>(pane->property("model").value<QObject*>());
+        QVERIFY(review);
+        QAbstractItemModelTester tester(review->rows());
+        QCOMPARE(review->title(), QStringLiteral("Claude suggests some changes"));
+        QCOMPARE(review->summary(),
+                 QStringLiteral("1 addition, 1 completion, 1 change and 1 rule"));
+        // What the button shows, which must follow the marks.
+        const auto primary = [&] { return shell.find(main, QStringLiteral("primaryButton")); };
+        QCOMPARE(primary()->property("text").toString(), QStringLiteral("Accept all (4)"));
+        int headings = 0;
+        for (const ReviewRow& row : review->rows()->rows())
+            headings += row.ruleHeading;
+        QCOMPARE(headings, 1);
+        QTRY_VERIFY_WITH_TIMEOUT(Shell::textItem(main, review->ruleHeading()), 2000);
+        QVERIFY(Shell::textItem(main, QStringLiteral("1 suggestion skipped — those items are no "
+                                                     "longer here.")));
+        QVERIFY(Shell::textItem(main, QStringLiteral("1 suggestion in a newer format — review on "
+                                                     "the website; deciding here will skip it.")));
+
+        // Down twice to the change, R strikes it out, A takes it back, R again.
+        QTest::mouseMove(main, QPoint(main->width() - 2, main->height() - 2));
+        shell.find(main, QStringLiteral("reviewRows"))->forceActiveFocus();
+        QTest::keyClick(main, Qt::Key_Down);
+        QTest::keyClick(main, Qt::Key_Down);
+        QTest::keyClick(main, Qt::Key_R);
+        QCOMPARE(review->state().rejected, QSet<QString>{QStringLiteral("update:2")});
+        QTest::keyClick(main, Qt::Key_A);
+        QVERIFY(review->state().rejected.isEmpty());
+        QTest::keyClick(main, Qt::Key_R);
+        QCOMPARE(primary()->property("text").toString(), QStringLiteral("Accept (3)"));
+        QQuickItem* title = Shell::named(main, QStringLiteral("proposedTitle"));
+        QVERIFY(title);
+        title->forceActiveFocus();
+        QTest::keyClick(main, Qt::Key_End);
+        Shell::type(main, QStringLiteral(" today"));
+        QCOMPARE(review->state().edits.value(QStringLiteral("add:0")),
+                 QStringLiteral("Reply to Dana today"));
+        QCOMPARE(primary()->property("text").toString(), QStringLiteral("Accept (3)"));
+        screenshot(main, QStringLiteral("review-light"));
+        shell.app->prefs()->setAppearanceText(QStringLiteral("dark"));
+        screenshot(main, QStringLiteral("review-dark"));
+        shell.app->prefs()->setAppearanceText(QStringLiteral("light"));
+
+        // Refused: the marks stay and the Store's words show. Return answers on the button.
+        server->failNext(QStringLiteral("resolveProposal"), 500);
+        primary()->forceActiveFocus();
+        QTest::keyClick(main, Qt::Key_Return);
+        QTRY_VERIFY_WITH_TIMEOUT(!store->lastError().isEmpty(), 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(primary()->isEnabled(), 2000);
+        QTRY_VERIFY_WITH_TIMEOUT(
+            popup(main, QStringLiteral("errorDialog"))->property("opened").toBool(), 2000);
+        QCOMPARE(primary()->property("text").toString(), QStringLiteral("Accept (3)"));
+        store->clearError();
+
+        Shell::click(primary());
+        QTRY_VERIFY_WITH_TIMEOUT(!store->proposal(), 5000);
+        QTRY_COMPARE_WITH_TIMEOUT(shell.app->delegate()->router()->screenText(), QString(), 5000);
+        const WireDocument document = server->document(user).document;
+        QStringList items;
+        for (const WireItem& item : document.items)
+            items << item.title + u' ' + Wire::string(item.status) + u' ' +
+                         Wire::string(item.priority) + u' ' + Wire::string(item.origin);
+        QCOMPARE(items,
+                 (QStringList{"Draft budget done medium user", "Renew passport open medium user",
+                              "Reply to Dana today open high ai"}));
+        QCOMPARE(document.rules.size(), 1);
+        QCOMPARE(document.rejections.size(), 1);
+        QCOMPARE(document.rejections[0].itemId, passport);
+        QCOMPARE(document.suppressions.size(), 1);
+        QVERIFY(server->call(server->createUser(user), QStringLiteral("loadProposal"))
+                    .json()
+                    .find(u"result")
+                    ->isNull());
+
+        // Only a newer kind: "Close" hides the pane and the proposal waits for the website.
+        server->createProposal(user, JsonValue::parse(R"({"created_at":"2026-03-02T09:15:00Z",
+            "deltas":[{"kind":"escalate"}]})")
+                                         .value_or(JsonValue()));
+        await(store->refreshProposal());
+        QTRY_VERIFY_WITH_TIMEOUT((pane = Shell::named(main, QStringLiteral("reviewPane"))), 5000);
+        review = qobject_cast<ReviewPaneModel*>(pane->property("model").value<QObject*>());
+        QCOMPARE(review->primaryLabel(), QStringLiteral("Close"));
+        Shell::click(shell.find(main, QStringLiteral("primaryButton")));
+        QTRY_COMPARE_WITH_TIMEOUT(shell.app->delegate()->router()->screenText(), QString(), 5000);
+        QVERIFY(store->proposal());
+        QVERIFY(!server->call(server->createUser(user), QStringLiteral("loadProposal"))
+                     .json()
+                     .find(u"result")
+                     ->isNull());
+        // The tray panel's way in lands on the waiting suggestions.
+        window->setAiTab(QStringLiteral("briefing"));
+        shell.app->delegate()->openAI();
+        QCOMPARE(window->aiTab(), QStringLiteral("updates"));
+        QCOMPARE(shell.app->delegate()->router()->screenText(), QStringLiteral("ai"));
+        // Its help, and the way back.
+        QTRY_VERIFY_WITH_TIMEOUT(Shell::named(main, QStringLiteral("reviewHelpButton")), 5000);
+        Shell::click(Shell::named(main, QStringLiteral("reviewHelpButton")));
+        QTRY_VERIFY_WITH_TIMEOUT(Shell::named(main, QStringLiteral("updatesHelp")), 2000);
+        QTRY_VERIFY_WITH_TIMEOUT(Shell::textItem(main, QStringLiteral("What an update is")), 2000);
+        QTest::mouseMove(main, QPoint(main->width() - 2, main->height() - 2));
+        screenshot(main, QStringLiteral("updates-help-light"));
+        shell.app->prefs()->setAppearanceText(QStringLiteral("dark"));
+        screenshot(main, QStringLiteral("updates-help-dark"));
+        shell.app->prefs()->setAppearanceText(QStringLiteral("light"));
+        Shell::click(Shell::named(main, QStringLiteral("helpBack")));
+        QTRY_VERIFY_WITH_TIMEOUT(Shell::named(main, QStringLiteral("reviewRows")), 2000);
+        // "Later" puts it off; with nothing waiting the tab says where suggestions come from.
+        Shell::click(Shell::named(main, QStringLiteral("laterButton")));
+        QTRY_COMPARE_WITH_TIMEOUT(shell.app->delegate()->router()->screenText(), QString(), 2000);
+        server->clearProposal(user);
+        await(store->refreshProposal());
+        QCOMPARE(window->suggestionCount(), 0);
+        window->openAI();
+        QTRY_VERIFY_WITH_TIMEOUT(Shell::named(main, QStringLiteral("updatesEmpty")), 5000);
+        QTest::mouseMove(main, QPoint(main->width() - 2, main->height() - 2));
+        screenshot(main, QStringLiteral("updates-empty-light"));
+        shell.app->prefs()->setAppearanceText(QStringLiteral("dark"));
+        screenshot(main, QStringLiteral("updates-empty-dark"));
+        shell.app->prefs()->setAppearanceText(QStringLiteral("light"));
+        // The pane's own help follows its tab: the briefing's here.
+        window->setAiTab(QStringLiteral("briefing"));
+        Shell::click(shell.find(main, QStringLiteral("aiHelpButton")));
+        QTRY_VERIFY_WITH_TIMEOUT(Shell::named(main, QStringLiteral("briefingHelp")), 2000);
+        QTest::mouseMove(main, QPoint(main->width() - 2, main->height() - 2));
+        screenshot(main, QStringLiteral("briefing-help-light"));
+        shell.app->prefs()->setAppearanceText(QStringLiteral("dark"));
+        screenshot(main, QStringLiteral("briefing-help-dark"));
+        shell.app->prefs()->setAppearanceText(QStringLiteral("light"));
+        Shell::click(Shell::named(main, QStringLiteral("helpBack")));
+        QTRY_VERIFY_WITH_TIMEOUT(!Shell::named(main, QStringLiteral("briefingHelp")), 2000);
+        window->setAiTab(QStringLiteral("updates"));
+        QTRY_VERIFY_WITH_TIMEOUT(Shell::named(main, QStringLiteral("connectSomeone")), 2000);
+        Shell::click(Shell::named(main, QStringLiteral("connectSomeone")));
+        QCOMPARE(shell.app->delegate()->router()->screenText(), QStringLiteral("people"));
+    }
+
+    // Rules on screen against the server: made through the form, paused and deleted after
+    // the question, each seen in the server's document.
+    void rulesAreMadePausedAndDeleted() {
+        QTemporaryDir tokens;
+        const QString user = QStringLiteral("ruler");
+        Shell shell(*server, tokenFileFor(*server, tokens, user));
+        Store* store = shell.app->store();
+        QTRY_VERIFY_WITH_TIMEOUT(store->hasToken(), 10000);
+        QQuickWindow* main = shell.app->mainWindow();
+        main->resize(1180, 760);
+        QVERIFY(QTest::qWaitForWindowExposed(main, 5000));
+        shell.app->mainModel()->showScreen(QStringLiteral("rules"));
+        QQuickItem* view = nullptr;
+        QTRY_VERIFY_WITH_TIMEOUT((view = Shell::named(main, QStringLiteral("rulesView"))), 5000);
+        auto* rules = qobject_cast<RulesViewModel*>(view->property("model").value<QObject*>());
+        QVERIFY(rules);
+        QAbstractItemModelTester tester(rules->rules());
+        QVERIFY(Shell::textItem(main, QStringLiteral("No rules yet")));
+        screenshot(main, QStringLiteral("rules-empty"));
+
+        Shell::click(shell.find(main, QStringLiteral("addRuleButton")));
+        QQuickItem* composer = nullptr;
+        QTRY_VERIFY_WITH_TIMEOUT((composer = Shell::named(main, QStringLiteral("ruleComposer"))),
+                                 2000);
+        auto* form =
+            qobject_cast<RuleComposerModel*>(composer->property("model").value<QObject*>());
+        QTRY_VERIFY_WITH_TIMEOUT(shell.find(main, QStringLiteral("ruleValue"))->hasActiveFocus(),
+                                 2000);
+        Shell::type(main, QStringLiteral("  standup "));
+        QVERIFY(!form->canCreate()); // a reason is required
+        form->setAction(QStringLiteral("recategorize"));
+        form->setTarget(QStringLiteral("waiting"));
+        shell.find(main, QStringLiteral("ruleReason"))->forceActiveFocus();
+        Shell::type(main, QStringLiteral("Meetings wait"));
+        screenshot(main, QStringLiteral("rule-composer"));
+        QTest::keyClick(main, Qt::Key_Return);
+        QTRY_COMPARE_WITH_TIMEOUT(rules->rules()->count(), 1, 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(!rules->adding(), 2000);
+        auto stored = server->document(user).document.rules;
+        QCOMPARE(stored.size(), 1);
+        QCOMPARE(stored[0].reason, QStringLiteral("Meetings wait"));
+        QCOMPARE(rules->rules()->lines()[0].sentence,
+                 QStringLiteral("Recategorise items where title contains standup"));
+        QTest::mouseMove(main, QPoint(main->width() - 2, main->height() - 2));
+        screenshot(main, QStringLiteral("rules-light"));
+        shell.app->prefs()->setAppearanceText(QStringLiteral("dark"));
+        screenshot(main, QStringLiteral("rules-dark"));
+        shell.app->prefs()->setAppearanceText(QStringLiteral("light"));
+
+        Shell::click(shell.find(main, QStringLiteral("pauseButton")));
+        QTRY_COMPARE_WITH_TIMEOUT(server->document(user).document.rules[0].status,
+                                  RuleStatus::paused, 5000);
+        QTRY_COMPARE_WITH_TIMEOUT(
+            shell.find(main, QStringLiteral("pauseButton"))->property("text").toString(),
+            QStringLiteral("Resume"), 5000);
+
+        // Delete from the keyboard; "Keep" keeps it, "Delete" deletes it.
+        shell.find(main, QStringLiteral("ruleRows"))->forceActiveFocus();
+        QTest::keyClick(main, Qt::Key_Delete);
+        QObject* question = popup(main, QStringLiteral("deleteRuleDialog"));
+        QTRY_VERIFY_WITH_TIMEOUT(question->property("opened").toBool(), 2000);
+        Shell::click(shell.find(main, QStringLiteral("keepRule")));
+        QTRY_VERIFY_WITH_TIMEOUT(!question->property("visible").toBool(), 2000);
+        QCOMPARE(rules->rules()->count(), 1);
+        rules->requestDelete(rules->rules()->lines()[0].id);
+        QTRY_VERIFY_WITH_TIMEOUT(question->property("opened").toBool(), 2000);
+        Shell::click(shell.find(main, QStringLiteral("deleteRule")));
+        QTRY_VERIFY_WITH_TIMEOUT(server->document(user).document.rules.isEmpty(), 5000);
+        QTRY_COMPARE_WITH_TIMEOUT(rules->rules()->count(), 0, 5000);
     }
 
     void settingsTakeEffectAtOnce() {

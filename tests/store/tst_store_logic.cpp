@@ -18,6 +18,8 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <sys/stat.h>
+
 using namespace PendingOps;
 using namespace ItemForms;
 
@@ -51,6 +53,12 @@ OfflineSnapshot snapshot() {
 QByteArray readAll(const QString& path) {
     QFile file(path);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+int mode(const QString& path) {
+    struct stat status {};
+    return ::stat(QFile::encodeName(path).constData(), &status) == 0 ? int(status.st_mode & 0777)
+                                                                     : -1;
 }
 
 // The item the forms are tested on: no note, two links.
@@ -244,6 +252,14 @@ private Q_SLOTS:
         QCOMPARE(disk.load(), std::nullopt);
         disk.save(snapshot());
         QCOMPARE(disk.load(), std::optional(snapshot()));
+        // Owner only, also where an earlier version left the folder and the file open.
+        for (int round = 0; round < 2; ++round) {
+            QCOMPARE(mode(folder), 0700);
+            QCOMPARE(mode(disk.fileURL()), 0600);
+            ::chmod(QFile::encodeName(folder).constData(), 0755);
+            ::chmod(QFile::encodeName(disk.fileURL()).constData(), 0644);
+            disk.save(snapshot());
+        }
         const QByteArray saved = readAll(disk.fileURL());
 
         // Only the save's own temporaries go at start-up.
@@ -267,6 +283,29 @@ private Q_SLOTS:
         disk.clear();
         QVERIFY(!QFile::exists(disk.fileURL()));
         disk.clear(); // a missing file is no error
+    }
+
+    // An unreadable file goes aside, the three newest kept, and out of the start's sweep.
+    void setAside() {
+        QTemporaryDir dir;
+        const OfflineDisk disk(dir.path());
+        QVERIFY(!disk.setAside());
+        for (const char* bytes : {"first", "second", "third", "fourth"}) {
+            QFile file(disk.fileURL());
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            file.write(bytes);
+            file.close();
+            QVERIFY(disk.setAside());
+            QVERIFY(!QFile::exists(disk.fileURL()));
+        }
+        disk.removeStrayTemporaries();
+        QCOMPARE(
+            QDir(dir.path()).entryList(QDir::Files | QDir::Hidden),
+            (QStringList{"offline-snapshot.unreadable-1.json", "offline-snapshot.unreadable-2.json",
+                         "offline-snapshot.unreadable-3.json"}));
+        QCOMPARE(readAll(disk.asideURL(1)), "fourth");
+        QCOMPARE(readAll(disk.asideURL(3)), "second");
+        QCOMPARE(mode(disk.asideURL(1)), 0600);
     }
 
     // --- sync rules ---
@@ -303,10 +342,14 @@ private Q_SLOTS:
     void limitText() {
         QFETCH(QString, body);
         QTEST(Sync::limitText(body), "expected");
-        // The titled form is checked where the Store sets an edit aside (tst_store_sync).
+        // The titled form is checked where the Store sets an edit aside (tst_store_sync); here
+        // only a title that looks like a placeholder.
         QCOMPARE(Sync::setAsideMessage(std::nullopt),
                  QStringLiteral(
                      "One change couldn't be saved after 5 tries \u2014 it's been set aside."));
+        QCOMPARE(Sync::setAsideMessage(QStringLiteral("Cut 50%1 of %2")),
+                 QStringLiteral("Couldn't save \u201cCut 50%1 of %2\u201d after 5 tries \u2014 "
+                                "it's been set aside."));
     }
 
     void unreachable_data() {

@@ -186,6 +186,20 @@ void ServerProcess::setOpenCap(const QString& name, std::optional<qint64> cap) {
                   .toJson());
 }
 
+void ServerProcess::grantCredits(const QString& name, qint64 amount) {
+    adminJson("POST", userPath(name, "credits"),
+              JsonValue::object({{QStringLiteral("amount"), std::int64_t(amount)}}).toJson());
+}
+
+bool ServerProcess::recordRun(const QString& name, bool succeeded) {
+    const Reply reply =
+        admin("POST", userPath(name, "credits/runs"),
+              JsonValue::object({{QStringLiteral("succeeded"), succeeded}}).toJson());
+    if (reply.status != 200 && reply.status != 402)
+        throw std::runtime_error("recordRun: HTTP " + std::to_string(reply.status));
+    return reply.status == 200;
+}
+
 ServerProcess::StoredDocument ServerProcess::document(const QString& name) {
     const JsonValue reply = adminJson("GET", userPath(name, "document"));
     const JsonValue* document = reply.find(u"document");
@@ -218,7 +232,8 @@ void ServerProcess::inject(const Fault& fault) {
                            {QStringLiteral("path"), fault.path},
                            {QStringLiteral("count"), fault.count},
                            {QStringLiteral("delay_ms"), fault.delayMs},
-                           {QStringLiteral("close_after_write"), fault.closeAfterWrite}});
+                           {QStringLiteral("close_after_write"), fault.closeAfterWrite},
+                           {QStringLiteral("cut_after_headers"), fault.cutAfterHeaders}});
     if (!fault.rpc.isEmpty())
         json.set(QStringLiteral("rpc"), fault.rpc);
     if (fault.status)

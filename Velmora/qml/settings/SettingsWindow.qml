@@ -2,6 +2,7 @@ import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
 import Velmora
+import ".."
 
 VWindow {
     id: window
@@ -32,15 +33,7 @@ VWindow {
         currentIndex: tabs.currentIndex
 
         GeneralSettings {}
-        Label {
-            text: "The daily briefing's schedule and the AI choices will be set here."
-            color: Style.secondaryText
-            wrapMode: Text.WordWrap
-        }
-        Label {
-            text: "Your account, its time zone and signing out will be managed here."
-            color: Style.secondaryText
-            wrapMode: Text.WordWrap
-        }
+        AISettings {}
+        AccountSettings {}
     }
 }

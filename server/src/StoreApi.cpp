@@ -1,0 +1,43 @@
+#include "StoreApi.h"
+
+#include "Routes.h"
+
+using namespace Routes;
+
+namespace {
+
+// The remote method named in an `api/store` body, for matching faults; empty if none.
+QString rpcName(const QByteArray& body) {
+    const auto json = JsonValue::parse(body);
+    const JsonValue* method = json ? json->find(u"method") : nullptr;
+    return method && method->isString() ? method->toString() : QString();
+}
+
+} // namespace
+
+void StoreApi::install(httplib::Server& server, Service& service, FaultPlan& faults) {
+    server.Post("/api/store", [&](const httplib::Request& req, httplib::Response& res) {
+        const QByteArray body = bodyOf(req);
+        const auto fault = takeFault(faults, req, faults.pending() ? rpcName(body) : QString());
+        if (applyFault(fault, res))
+            return;
+        const auto user = authorise(service, req, res);
+        if (!user)
+            return;
+        std::optional<QString> key;
+        if (req.has_header("Idempotency-Key")) {
+            key = QString::fromStdString(req.get_header_value("Idempotency-Key")).trimmed();
+            if (key->isEmpty() || key->size() > 200)
+                return sendMessage(res, 400,
+                                   QStringLiteral("Idempotency-Key must hold 1 to 200 "
+                                                  "characters."));
+        }
+        send(res, service.call(*user, body, key));
+        dropIfAsked(fault, req, res);
+    });
+
+    server.Get("/api/store/version",
+               userRoute(service, faults, [&service](qint64 user, const httplib::Request&) {
+                   return service.version(user);
+               }));
+}

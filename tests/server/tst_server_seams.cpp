@@ -1,0 +1,112 @@
+// What new route families stand on: a write through Service::transact commits or rolls back
+// the family's rows and the document together, and moves the version only when the document
+// changed; a column added later is added once to a database that already exists.
+
+#include "Methods.h"
+#include "Service.h"
+
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <stdexcept>
+
+namespace {
+
+constexpr const char* marksTable =
+    "CREATE TABLE IF NOT EXISTS marks(user_id INTEGER NOT NULL, body TEXT NOT NULL)";
+
+qint64 countMarks(Storage& storage) {
+    Storage::Statement count(storage, "SELECT count(*) FROM marks");
+    return count.step() ? count.integer(0) : -1;
+}
+
+} // namespace
+
+class TestServerSeams : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() { QStandardPaths::setTestModeEnabled(true); }
+
+    void transact_data() {
+        QTest::addColumn<bool>("touchDocument");
+        QTest::addColumn<int>("status");    // what the work answers
+        QTest::addColumn<QString>("fault"); // what it throws instead: "", "refusal", "fault"
+        QTest::addColumn<int>("expectedStatus");
+        QTest::addColumn<int>("versionMoves");
+        QTest::addColumn<int>("marks");
+        QTest::newRow("own rows only") << false << 200 << "" << 200 << 0 << 1;
+        QTest::newRow("document too") << true << 201 << "" << 201 << 1 << 1;
+        QTest::newRow("refused by reply") << true << 409 << "" << 409 << 0 << 0;
+        QTest::newRow("refused by throw") << true << 200 << "refusal" << 404 << 0 << 0;
+        QTest::newRow("fault") << true << 200 << "fault" << 500 << 0 << 0;
+    }
+
+    void transact() {
+        QFETCH(bool, touchDocument);
+        QFETCH(int, status);
+        QFETCH(QString, fault);
+        QFETCH(int, expectedStatus);
+        QFETCH(int, versionMoves);
+        QFETCH(int, marks);
+        QTemporaryDir dir;
+        const QString path = dir.filePath(QStringLiteral("seams.db"));
+        qint64 before = 0;
+        {
+            Storage storage(path);
+            Service service(storage);
+            service.migrate([](Storage& s) { s.exec(marksTable); });
+            const auto user =
+                service.authenticate(service.issueToken(QStringLiteral("ana")).token.toUtf8());
+            QVERIFY(user);
+            before = service.state(QStringLiteral("ana"))->version;
+            const Reply reply = service.transact(*user, [&](UserState& next, Storage& s) {
+                Storage::Statement(s, "INSERT INTO marks VALUES(?, 'seen')").bind(1, *user).run();
+                if (touchDocument)
+                    next.document.focus.append(QStringLiteral("Dana"));
+                if (fault == u"refusal")
+                    throw RpcError(404, QStringLiteral("No such invitation."));
+                if (fault == u"fault")
+                    throw std::runtime_error("disk full");
+                return Reply{status, "{}"};
+            });
+            QCOMPARE(reply.status, expectedStatus);
+            const Reply read = service.read(*user, [](const UserState& state, Storage& s) {
+                return Reply{200, QByteArray::number(state.document.focus.size()) + ' ' +
+                                      QByteArray::number(countMarks(s))};
+            });
+            QCOMPARE(read.body, QByteArray::number(versionMoves) + ' ' + QByteArray::number(marks));
+        }
+        // What the cache held is what the disk holds.
+        Storage storage(path);
+        Service service(storage);
+        const auto state = service.state(QStringLiteral("ana"));
+        QCOMPARE(state->version - before, versionMoves);
+        QCOMPARE(state->document.focus.size(), versionMoves);
+        QCOMPARE(countMarks(storage), marks);
+    }
+
+    void columnAddedOnce() {
+        QTemporaryDir dir;
+        const QString path = dir.filePath(QStringLiteral("seams.db"));
+        {
+            Storage storage(path);
+            storage.exec(marksTable);
+            Storage::Statement(storage, "INSERT INTO marks VALUES(1, 'old')").run();
+        }
+        for (const bool first : {true, false}) {
+            Storage storage(path);
+            storage.exec(marksTable);
+            QCOMPARE(storage.addColumnIfMissing("marks", "seen", "INTEGER NOT NULL DEFAULT 0"),
+                     first);
+            Storage::Statement row(storage, "SELECT body, seen FROM marks");
+            QVERIFY(row.step());
+            QCOMPARE(row.text(0), QStringLiteral("old"));
+            QCOMPARE(row.integer(1), 0);
+        }
+    }
+};
+
+QTEST_GUILESS_MAIN(TestServerSeams)
+#include "tst_server_seams.moc"
