@@ -2,6 +2,7 @@
 #include "LoginItems.h"
 #include "Preferences.h"
 #include "SingleInstance.h"
+#include "VelmoraApp.h"
 
 #include <QCoreApplication>
 #include <QFile>
@@ -276,6 +277,15 @@ private Q_SLOTS:
         SingleInstance later(key, dir.path());
         QVERIFY(later.sendToPrimary({QStringLiteral("velmora")}, 10000));
         QCOMPARE(activated.count(), 1);
+    }
+
+    // A chosen scheme holds whatever the desktop prefers; "system" follows it.
+    void appearance() {
+        for (const bool desktopDark : {false, true}) {
+            QCOMPARE(VelmoraApp::isDark(Appearance::light, desktopDark), false);
+            QCOMPARE(VelmoraApp::isDark(Appearance::dark, desktopDark), true);
+            QCOMPARE(VelmoraApp::isDark(Appearance::system, desktopDark), desktopDark);
+        }
     }
 
     void hourLabel_data() {

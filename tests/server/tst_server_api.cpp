@@ -516,6 +516,11 @@ private Q_SLOTS:
         const ServerProcess::Headers auth{{"Authorization", "Bearer " + token.toUtf8()}};
         QCOMPARE(server->request("GET", "/api/store/version", {}, auth).status, 500);
         QCOMPARE(server->request("GET", "/api/store/version", {}, auth).status, 200);
+        // A fault for another method on the same path waits for its own method.
+        fault.path = QStringLiteral("/api/store");
+        server->inject(fault);
+        QCOMPARE(server->call(token, QStringLiteral("load")).status, 200);
+        QCOMPARE(server->pendingFaults(), 1);
     }
 
     void delay() {
