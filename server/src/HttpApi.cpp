@@ -1,6 +1,7 @@
 #include "HttpApi.h"
 
 #include "AdminApi.h"
+#include "BriefingApi.h"
 #include "CreditsApi.h"
 #include "DismissApi.h"
 #include "Routes.h"
@@ -53,6 +54,7 @@ void installApi(httplib::Server& server, Service& service, FaultPlan& faults) {
     UsageApi::install(server, service, faults);
     CreditsApi::install(server, service, faults);
     DismissApi::install(server, service, faults);
+    BriefingApi::install(server, service, faults);
 }
 
 void installAdmin(httplib::Server& server, Service& service, FaultPlan& faults,
@@ -72,6 +74,7 @@ void installAdmin(httplib::Server& server, Service& service, FaultPlan& faults,
     AdminApi::install(server, service, faults);
     SmartInsertApi::installAdmin(server, service);
     CreditsApi::installAdmin(server, service);
+    BriefingApi::installAdmin(server, service);
 }
 
 } // namespace HttpApi

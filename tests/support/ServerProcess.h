@@ -66,6 +66,8 @@ public:
     // when it was refused for want of credit).
     void grantCredits(const QString& name, qint64 amount);
     bool recordRun(const QString& name, bool succeeded = true);
+    // The user's next briefing run fails: it is kept with a null body.
+    void failNextBriefing(const QString& name);
 
     // --- the stored document ---------------------------------------------------------
 
