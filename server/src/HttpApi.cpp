@@ -1,6 +1,7 @@
 #include "HttpApi.h"
 
 #include "AdminApi.h"
+#include "McpApi.h"
 #include "Routes.h"
 #include "SmartInsertApi.h"
 #include "StoreApi.h"
@@ -47,6 +48,7 @@ void installApi(httplib::Server& server, Service& service, FaultPlan& faults) {
     // One line per route family; each keeps its routes and tables in its own file.
     StoreApi::install(server, service, faults);
     SmartInsertApi::install(server, service, faults);
+    McpApi::install(server, service, faults);
 }
 
 void installAdmin(httplib::Server& server, Service& service, FaultPlan& faults,
@@ -65,6 +67,7 @@ void installAdmin(httplib::Server& server, Service& service, FaultPlan& faults,
 
     AdminApi::install(server, service, faults);
     SmartInsertApi::installAdmin(server, service);
+    McpApi::installAdmin(server);
 }
 
 } // namespace HttpApi

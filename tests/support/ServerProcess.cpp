@@ -186,6 +186,11 @@ void ServerProcess::setOpenCap(const QString& name, std::optional<qint64> cap) {
                   .toJson());
 }
 
+void ServerProcess::setMcpDailyCap(qint64 cap) {
+    adminJson("PUT", QStringLiteral("/admin/mcp/cap"),
+              JsonValue::object({{QStringLiteral("cap"), std::int64_t(cap)}}).toJson());
+}
+
 ServerProcess::StoredDocument ServerProcess::document(const QString& name) {
     const JsonValue reply = adminJson("GET", userPath(name, "document"));
     const JsonValue* document = reply.find(u"document");

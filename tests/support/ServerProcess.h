@@ -62,6 +62,8 @@ public:
     QString createUser(const QString& name);
     // Open tasks the user may hold; nullopt removes the cap.
     void setOpenCap(const QString& name, std::optional<qint64> cap);
+    // Agent (MCP tool) calls every user may make a day.
+    void setMcpDailyCap(qint64 cap);
 
     // --- the stored document ---------------------------------------------------------
 
