@@ -1,10 +1,13 @@
 #include "HttpApi.h"
 
 #include "AdminApi.h"
+#include "CreditsApi.h"
+#include "DismissApi.h"
 #include "McpApi.h"
 #include "Routes.h"
 #include "SmartInsertApi.h"
 #include "StoreApi.h"
+#include "UsageApi.h"
 
 #include <httplib.h>
 
@@ -49,6 +52,9 @@ void installApi(httplib::Server& server, Service& service, FaultPlan& faults) {
     StoreApi::install(server, service, faults);
     SmartInsertApi::install(server, service, faults);
     McpApi::install(server, service, faults);
+    UsageApi::install(server, service, faults);
+    CreditsApi::install(server, service, faults);
+    DismissApi::install(server, service, faults);
 }
 
 void installAdmin(httplib::Server& server, Service& service, FaultPlan& faults,
@@ -68,6 +74,7 @@ void installAdmin(httplib::Server& server, Service& service, FaultPlan& faults,
     AdminApi::install(server, service, faults);
     SmartInsertApi::installAdmin(server, service);
     McpApi::installAdmin(server);
+    CreditsApi::installAdmin(server, service);
 }
 
 } // namespace HttpApi

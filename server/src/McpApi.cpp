@@ -5,8 +5,6 @@
 
 #include <QStringList>
 
-#include <atomic>
-
 using namespace Routes;
 
 namespace {
@@ -29,8 +27,6 @@ enum Code {
     headerMismatch = -32020,
     unsupportedVersion = -32022,
 };
-
-std::atomic<qint64> dailyCap{McpTools::defaultDailyCap};
 
 JsonValue allVersions() {
     JsonValue::Array versions{modernVersion};
@@ -194,9 +190,9 @@ Answer dispatch(Service& service, qint64 user, const Call& call) {
         if (!arguments.isNull() && !arguments.isObject())
             return failure(invalidParams,
                            QStringLiteral("tools/call \"arguments\" must be an object."));
-        auto result = McpTools::call(
-            service, user, name.toString(),
-            arguments.isNull() ? JsonValue(JsonValue::Object{}) : arguments, dailyCap.load());
+        auto result =
+            McpTools::call(service, user, name.toString(),
+                           arguments.isNull() ? JsonValue(JsonValue::Object{}) : arguments);
         if (!result)
             return failure(invalidParams, QStringLiteral("There is no tool \"%1\"; tools/list "
                                                          "names the six there are.")
@@ -376,7 +372,7 @@ void installAdmin(httplib::Server& server) {
         const JsonValue* cap = json->find(u"cap");
         if (!cap || !cap->isInteger() || cap->toInteger() < 0)
             return sendMessage(res, 400, QStringLiteral("cap must be a count"));
-        dailyCap = cap->toInteger();
+        McpTools::setDailyCap(cap->toInteger());
         send(res, 200, JsonValue::object({{QStringLiteral("cap"), *cap}}).toJson());
     });
 }

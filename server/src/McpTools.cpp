@@ -8,6 +8,7 @@
 #include <QDate>
 #include <QUuid>
 
+#include <atomic>
 #include <stdexcept>
 
 namespace {
@@ -132,6 +133,8 @@ QString json(const JsonValue& value) {
 JsonValue parsed(const QByteArray& bytes) {
     return JsonValue::parse(bytes).value_or(JsonValue());
 }
+
+std::atomic<qint64> cap{McpTools::defaultDailyCap};
 
 // --- the day's count -----------------------------------------------------------------
 
@@ -392,6 +395,18 @@ void migrate(Service& service) {
     service.migrate([](Storage& storage) { storage.exec(schema); });
 }
 
+qint64 dailyCap() {
+    return cap.load();
+}
+
+void setDailyCap(qint64 value) {
+    cap = value;
+}
+
+qint64 usedToday(Storage& storage, qint64 userId) {
+    return usedOn(storage, userId, userToday().toString(Qt::ISODate));
+}
+
 QString instructions() {
     return QStringLiteral(
         "Velmora is the user's task list, in three sections: action (the user moves next), "
@@ -475,7 +490,8 @@ JsonValue list() {
 }
 
 std::optional<JsonValue> call(Service& service, qint64 userId, const QString& name,
-                              const JsonValue& arguments, qint64 dailyCap) {
+                              const JsonValue& arguments) {
+    const qint64 dailyCap = cap.load();
     static const QStringList names{
         QStringLiteral("get_document"), QStringLiteral("put_proposal"),
         QStringLiteral("add_item"),     QStringLiteral("get_proposal_status"),

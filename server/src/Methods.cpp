@@ -334,8 +334,9 @@ QStringList normaliseFocus(const QStringList& terms) {
         for (QChar& c : term)
             if (c.category() == QChar::Other_Control)
                 c = QLatin1Char(' ');
-        term = term.split(QLatin1Char(' '), Qt::SkipEmptyParts).join(QLatin1Char(' ')).trimmed();
-        term = term.left(maxLength).trimmed();
+        // Any run of blanks (a no-break space too) becomes one; the cut counts characters
+        // as the reader sees them, so it never splits an emoji.
+        term = Characters::left(term.simplified(), maxLength).trimmed();
         if (term.isEmpty() || seen.contains(term.toLower()))
             continue;
         seen.insert(term.toLower());

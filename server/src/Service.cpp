@@ -81,6 +81,11 @@ std::optional<qint64> Service::userId(const QString& name) {
     return std::nullopt;
 }
 
+std::optional<qint64> Service::findUser(const QString& name) {
+    std::lock_guard lock(m_mutex);
+    return userId(name);
+}
+
 void Service::commit(qint64 userId, UserState next, const std::optional<QString>& key,
                      const Reply* reply) {
     UserState& current = stateOf(userId);

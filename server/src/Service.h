@@ -53,6 +53,8 @@ public:
         QString user;
         QString token;
     };
+    // The id of the user of that name (for the admin's routes), under the lock.
+    std::optional<qint64> findUser(const QString& name);
     // Creates the user if needed and gives a fresh token for it; `onlyOne` revokes the
     // user's other tokens.
     NewToken issueToken(const QString& name, bool onlyOne = false);

@@ -69,7 +69,15 @@ Reply insert(Service& service, qint64 userId, const QByteArray& body) {
     });
 }
 
+QString thisMonth() {
+    return QDateTime::currentDateTimeUtc().toString(QStringLiteral("yyyy-MM"));
+}
+
 } // namespace
+
+qint64 SmartInsertApi::usedThisMonth(Storage& storage, qint64 userId) {
+    return used(storage, userId, thisMonth());
+}
 
 void SmartInsertApi::install(httplib::Server& server, Service& service, FaultPlan& faults) {
     service.migrate([](Storage& storage) { storage.exec(schema); });

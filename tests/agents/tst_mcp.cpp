@@ -323,10 +323,16 @@ private Q_SLOTS:
 
         const JsonValue usage = tool(QStringLiteral("get_usage"), JsonValue::Object{});
         const qint64 used = usage.find(u"structuredContent")->find(u"mcp_used_today")->toInteger();
+        const JsonValue account =
+            server
+                ->request("GET", "/api/usage", {}, {{"Authorization", "Bearer " + token.toUtf8()}})
+                .json();
+        QCOMPARE(account.find(u"mcp_used_today")->toInteger(), used);
+        QCOMPARE(account.find(u"mcp_cap")->toInteger(), 200);
         server->setMcpDailyCap(used + 1);
         QVERIFY(!tool(QStringLiteral("get_usage"), JsonValue::Object{}).find(u"isError"));
         const JsonValue refused = tool(QStringLiteral("add_item"), item);
-        server->setMcpDailyCap(500);
+        server->setMcpDailyCap(200);
         QVERIFY(refused.find(u"isError"));
         QVERIFY(text(refused).startsWith(u"Refused: all"));
     }

@@ -581,6 +581,46 @@ private Q_SLOTS:
         shell.app->delegate()->openAI();
         QCOMPARE(window->aiTab(), QStringLiteral("updates"));
         QCOMPARE(shell.app->delegate()->router()->screenText(), QStringLiteral("ai"));
+        // Its help, and the way back.
+        QTRY_VERIFY_WITH_TIMEOUT(Shell::named(main, QStringLiteral("reviewHelpButton")), 5000);
+        Shell::click(Shell::named(main, QStringLiteral("reviewHelpButton")));
+        QTRY_VERIFY_WITH_TIMEOUT(Shell::named(main, QStringLiteral("updatesHelp")), 2000);
+        QTRY_VERIFY_WITH_TIMEOUT(Shell::textItem(main, QStringLiteral("What an update is")), 2000);
+        QTest::mouseMove(main, QPoint(main->width() - 2, main->height() - 2));
+        screenshot(main, QStringLiteral("updates-help-light"));
+        shell.app->prefs()->setAppearanceText(QStringLiteral("dark"));
+        screenshot(main, QStringLiteral("updates-help-dark"));
+        shell.app->prefs()->setAppearanceText(QStringLiteral("light"));
+        Shell::click(Shell::named(main, QStringLiteral("helpBack")));
+        QTRY_VERIFY_WITH_TIMEOUT(Shell::named(main, QStringLiteral("reviewRows")), 2000);
+        // "Later" puts it off; with nothing waiting the tab says where suggestions come from.
+        Shell::click(Shell::named(main, QStringLiteral("laterButton")));
+        QTRY_COMPARE_WITH_TIMEOUT(shell.app->delegate()->router()->screenText(), QString(), 2000);
+        server->clearProposal(user);
+        await(store->refreshProposal());
+        QCOMPARE(window->suggestionCount(), 0);
+        window->openAI();
+        QTRY_VERIFY_WITH_TIMEOUT(Shell::named(main, QStringLiteral("updatesEmpty")), 5000);
+        QTest::mouseMove(main, QPoint(main->width() - 2, main->height() - 2));
+        screenshot(main, QStringLiteral("updates-empty-light"));
+        shell.app->prefs()->setAppearanceText(QStringLiteral("dark"));
+        screenshot(main, QStringLiteral("updates-empty-dark"));
+        shell.app->prefs()->setAppearanceText(QStringLiteral("light"));
+        // The pane's own help follows its tab: the briefing's here.
+        window->setAiTab(QStringLiteral("briefing"));
+        Shell::click(shell.find(main, QStringLiteral("aiHelpButton")));
+        QTRY_VERIFY_WITH_TIMEOUT(Shell::named(main, QStringLiteral("briefingHelp")), 2000);
+        QTest::mouseMove(main, QPoint(main->width() - 2, main->height() - 2));
+        screenshot(main, QStringLiteral("briefing-help-light"));
+        shell.app->prefs()->setAppearanceText(QStringLiteral("dark"));
+        screenshot(main, QStringLiteral("briefing-help-dark"));
+        shell.app->prefs()->setAppearanceText(QStringLiteral("light"));
+        Shell::click(Shell::named(main, QStringLiteral("helpBack")));
+        QTRY_VERIFY_WITH_TIMEOUT(!Shell::named(main, QStringLiteral("briefingHelp")), 2000);
+        window->setAiTab(QStringLiteral("updates"));
+        QTRY_VERIFY_WITH_TIMEOUT(Shell::named(main, QStringLiteral("connectSomeone")), 2000);
+        Shell::click(Shell::named(main, QStringLiteral("connectSomeone")));
+        QCOMPARE(shell.app->delegate()->router()->screenText(), QStringLiteral("people"));
     }
 
     // Rules on screen against the server: made through the form, paused and deleted after

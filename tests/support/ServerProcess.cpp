@@ -191,6 +191,20 @@ void ServerProcess::setMcpDailyCap(qint64 cap) {
               JsonValue::object({{QStringLiteral("cap"), std::int64_t(cap)}}).toJson());
 }
 
+void ServerProcess::grantCredits(const QString& name, qint64 amount) {
+    adminJson("POST", userPath(name, "credits"),
+              JsonValue::object({{QStringLiteral("amount"), std::int64_t(amount)}}).toJson());
+}
+
+bool ServerProcess::recordRun(const QString& name, bool succeeded) {
+    const Reply reply =
+        admin("POST", userPath(name, "credits/runs"),
+              JsonValue::object({{QStringLiteral("succeeded"), succeeded}}).toJson());
+    if (reply.status != 200 && reply.status != 402)
+        throw std::runtime_error("recordRun: HTTP " + std::to_string(reply.status));
+    return reply.status == 200;
+}
+
 ServerProcess::StoredDocument ServerProcess::document(const QString& name) {
     const JsonValue reply = adminJson("GET", userPath(name, "document"));
     const JsonValue* document = reply.find(u"document");
