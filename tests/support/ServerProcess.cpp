@@ -237,7 +237,8 @@ void ServerProcess::inject(const Fault& fault) {
                            {QStringLiteral("path"), fault.path},
                            {QStringLiteral("count"), fault.count},
                            {QStringLiteral("delay_ms"), fault.delayMs},
-                           {QStringLiteral("close_after_write"), fault.closeAfterWrite}});
+                           {QStringLiteral("close_after_write"), fault.closeAfterWrite},
+                           {QStringLiteral("cut_after_headers"), fault.cutAfterHeaders}});
     if (!fault.rpc.isEmpty())
         json.set(QStringLiteral("rpc"), fault.rpc);
     if (fault.status)

@@ -96,6 +96,7 @@ public:
         std::optional<int> status;    // then answer this instead of handling the request
         QByteArray body;              // with this body; empty gives {"message": ...}
         bool closeAfterWrite = false; // or handle it and close with no reply at all
+        bool cutAfterHeaders = false; // or handle it and close halfway through the reply
     };
     void inject(const Fault& fault);
     // Shorthands for `api/store` calls of remote method `rpc` (empty: any).
