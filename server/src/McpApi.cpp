@@ -337,7 +337,7 @@ void post(Service& service, FaultPlan& faults, const httplib::Request& req,
                             {QStringLiteral("id"), id},
                             {QStringLiteral("result"), std::move(answer.result)}})
              .toJson());
-    dropIfAsked(fault, req);
+    dropIfAsked(fault, req, res);
 }
 
 void notAllowed(const httplib::Request&, httplib::Response& res) {
