@@ -4,6 +4,7 @@
 #include "BriefingApi.h"
 #include "CreditsApi.h"
 #include "DismissApi.h"
+#include "McpApi.h"
 #include "Routes.h"
 #include "SmartInsertApi.h"
 #include "StoreApi.h"
@@ -51,6 +52,7 @@ void installApi(httplib::Server& server, Service& service, FaultPlan& faults) {
     // One line per route family; each keeps its routes and tables in its own file.
     StoreApi::install(server, service, faults);
     SmartInsertApi::install(server, service, faults);
+    McpApi::install(server, service, faults);
     UsageApi::install(server, service, faults);
     CreditsApi::install(server, service, faults);
     DismissApi::install(server, service, faults);
@@ -73,6 +75,7 @@ void installAdmin(httplib::Server& server, Service& service, FaultPlan& faults,
 
     AdminApi::install(server, service, faults);
     SmartInsertApi::installAdmin(server, service);
+    McpApi::installAdmin(server);
     CreditsApi::installAdmin(server, service);
     BriefingApi::installAdmin(server, service);
 }

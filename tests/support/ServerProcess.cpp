@@ -188,6 +188,11 @@ void ServerProcess::setOpenCap(const QString& name, std::optional<qint64> cap) {
                   .toJson());
 }
 
+void ServerProcess::setMcpDailyCap(qint64 cap) {
+    adminJson("PUT", QStringLiteral("/admin/mcp/cap"),
+              JsonValue::object({{QStringLiteral("cap"), std::int64_t(cap)}}).toJson());
+}
+
 void ServerProcess::grantCredits(const QString& name, qint64 amount) {
     adminJson("POST", userPath(name, "credits"),
               JsonValue::object({{QStringLiteral("amount"), std::int64_t(amount)}}).toJson());
