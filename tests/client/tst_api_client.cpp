@@ -270,6 +270,17 @@ private Q_SLOTS:
         QCOMPARE(elsewhere.count(), 0);
     }
 
+    void overlongReplyIsGivenUp() {
+        LoopbackServer server;
+        server.reply({200, std::string(5000, ' ') + R"({"version":1})"});
+        APIClient client(server.baseURL(), token);
+        client.setMaxReplyBytes(4096);
+        QCOMPARE(outcome(client.version()),
+                 QStringLiteral("Unexpected response: the reply is over 4096 bytes"));
+        client.setMaxReplyBytes(8192);
+        QCOMPARE(outcome(client.version()), QString());
+    }
+
     void noTokenSendsNothing_data() {
         QTest::addColumn<QString>("tokenText");
         QTest::newRow("none") << QString();
