@@ -652,6 +652,12 @@ private Q_SLOTS:
         QVERIFY(Shell::textItem(main, QStringLiteral("No rules yet")));
         screenshot(main, QStringLiteral("rules-empty"));
 
+        // Escape puts the form away; the button brings it back.
+        Shell::click(shell.find(main, QStringLiteral("addRuleButton")));
+        QTRY_VERIFY_WITH_TIMEOUT(Shell::named(main, QStringLiteral("ruleValue")), 2000);
+        Shell::named(main, QStringLiteral("ruleValue"))->forceActiveFocus();
+        QTest::keyClick(main, Qt::Key_Escape);
+        QTRY_VERIFY_WITH_TIMEOUT(!rules->adding(), 2000);
         Shell::click(shell.find(main, QStringLiteral("addRuleButton")));
         QQuickItem* composer = nullptr;
         QTRY_VERIFY_WITH_TIMEOUT((composer = Shell::named(main, QStringLiteral("ruleComposer"))),

@@ -18,6 +18,7 @@ Rectangle {
     color: Style.window
     border.width: 1
     border.color: Style.separator
+    Keys.onEscapePressed: composer.cancel()
 
     RuleComposerModel {
         id: form
