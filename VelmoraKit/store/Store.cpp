@@ -199,6 +199,7 @@ QCoro::Task<> Store::disconnect() {
     setLastSyncedAt({});
     setOffline(false);
     setPendingConflict(std::nullopt);
+    setUsage(std::nullopt); // the figures were the account's
     m_saveTimer.stop();
     m_disk.clear();
 }
@@ -349,10 +350,6 @@ void Store::pathUpdated(bool satisfied) {
 void Store::refreshShared() {}
 
 QCoro::Task<> Store::refreshLatestBriefing() {
-    co_return;
-}
-
-QCoro::Task<> Store::refreshUsage() {
     co_return;
 }
 
