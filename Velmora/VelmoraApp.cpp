@@ -7,6 +7,7 @@
 #include "MainWindow.h"
 #include "ReviewPaneModel.h"
 #include "RulesViewModel.h"
+#include "TunePanelModel.h"
 #include "Tray.h"
 #include "VelmoraConfig.h"
 
@@ -123,6 +124,7 @@ QCoro::Task<bool> VelmoraApp::start() {
     ItemEditor::registerType();
     ReviewPaneModel::registerType();
     RulesViewModel::registerType();
+    TunePanelModel::registerType();
     HelpPages::registerType();
     DraftEditor::registerType();
     m_engine = std::make_unique<QQmlApplicationEngine>();
