@@ -7,8 +7,8 @@
 #include "MainWindow.h"
 #include "ReviewPaneModel.h"
 #include "RulesViewModel.h"
-#include "TunePanelModel.h"
 #include "Tray.h"
+#include "TunePanelModel.h"
 #include "VelmoraConfig.h"
 
 #include <QCoreApplication>
