@@ -46,7 +46,7 @@ QVariant ItemListModel::data(const QModelIndex& index, int role) const {
     case FirstLinkLabelRole:
         return item.links.isEmpty() ? QString() : item.links.first().label;
     case FirstLinkURLRole:
-        return item.links.isEmpty() ? QString() : item.links.first().url.toString();
+        return item.links.isEmpty() ? QString() : item.links.first().id();
     case MoreLinksRole:
         return int(std::max<qsizetype>(0, item.links.size() - 1));
     case SectionRedundantRole:

@@ -120,7 +120,7 @@ bool TaskFields::assignLimited(QString& field, const QString& text, int limit) {
 QVariantList TaskFields::linkMaps(const QList<ItemLink>& links) {
     QVariantList list;
     for (const ItemLink& link : links)
-        list.append(QVariantMap{{QStringLiteral("label"), link.label},
-                                {QStringLiteral("url"), link.url.toString()}});
+        list.append(
+            QVariantMap{{QStringLiteral("label"), link.label}, {QStringLiteral("url"), link.id()}});
     return list;
 }

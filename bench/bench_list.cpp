@@ -3,8 +3,8 @@
 // the list scrolls from top to bottom. A report, measured once per run (not a benchmark loop).
 //
 // The app runs offline (see ShellHarness.h), so an add is applied to the document and queued at
-// once, as it is without network: what is measured is the local apply and the drawing (the
-// snapshot is written after the frame).
+// once, as it is without network: what is measured is the local apply, the snapshot's save
+// (a queued edit is on disk before the key is handled) and the drawing.
 //
 // Frames are stamped as the software render loop goes through them: the window's update
 // request starts one, then polish, sync, render and the flush to the window (frameSwapped).
@@ -184,7 +184,7 @@ struct Options {
 
 struct AddSample {
     double inserted = NAN; // Return -> rowsInserted
-    double queued = NAN;   // Return -> the edit queued (its save is scheduled)
+    double queued = NAN;   // Return -> the edit queued (its save follows at once)
     double handled = NAN;  // Return -> the key event handled
     double handledCpu = NAN;
     double drawn = NAN; // Return -> frameSwapped

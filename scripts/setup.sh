@@ -8,6 +8,9 @@ missing=()
 for p in "${pkgs[@]}"; do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")
 done
+# Node and npm run the MCP interop test's clients; a machine's own Node (as from NodeSource,
+# which brings its npm) is kept, so they are asked for only when the commands are missing.
+command -v node >/dev/null && command -v npm >/dev/null || missing+=(nodejs npm)
 [ ${#missing[@]} -eq 0 ] && exit 0
 
 sudo=""

@@ -98,13 +98,16 @@ QCoro::Task<RawReply> APIClient::transport(QNetworkRequest request, QByteArray m
     // A reply cut off by the time-out is closed already: nothing to read.
     if (reply->isOpen())
         result.body = reply->readAll();
-    if (!statusAttribute.isValid()) {
-        // No HTTP reply at all: a transport failure passes through with Qt's own code.
-        // The client never aborts a reply itself, so a cancelled one ran out of time.
-        if (reply->error() == QNetworkReply::OperationCanceledError)
+    // Codes below the HTTP range are the connection's own: with a status they mean a reply
+    // cut off after its headers, which is a lost connection too, not bad data. A transport
+    // failure passes through with Qt's own code; the client never aborts a reply itself, so
+    // a cancelled one ran out of time.
+    const QNetworkReply::NetworkError code = reply->error();
+    if (code != QNetworkReply::NoError &&
+        (!statusAttribute.isValid() || code < QNetworkReply::ContentAccessDenied)) {
+        if (code == QNetworkReply::OperationCanceledError)
             throw TransportError(QNetworkReply::TimeoutError, reply->errorString());
-        if (reply->error() != QNetworkReply::NoError)
-            throw TransportError(reply->error(), reply->errorString());
+        throw TransportError(code, reply->errorString());
     }
     // Read the status itself: Qt folds many statuses (402, 412, 429...) into one error code.
     result.status = statusAttribute.isValid() ? statusAttribute.toInt() : 0;
@@ -130,6 +133,9 @@ QCoro::Task<RawReply> APIClient::raw(QByteArray method, QString path, RawRequest
     QNetworkRequest request(url);
     // Qt sets no time-out by default: a silent server would hang the call forever.
     request.setTransferTimeout(m_timeoutMs);
+    // The token goes to this origin only: a redirect is answered as the 3xx it is.
+    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute,
+                         QNetworkRequest::ManualRedirectPolicy);
     if (!options.noAuth)
         request = authorised(request);
     QByteArray payload;

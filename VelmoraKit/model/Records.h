@@ -18,7 +18,8 @@ struct ItemLink {
     QString label;
     QUrl url;
     // Two links with one URL are the same link in a list.
-    QString id() const { return url.toString(); }
+    // Fully encoded: the decoded form turns "%20" into a space that no longer parses.
+    QString id() const { return url.toString(QUrl::FullyEncoded); }
     bool operator==(const ItemLink&) const = default;
 };
 

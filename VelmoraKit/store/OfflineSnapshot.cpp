@@ -9,6 +9,7 @@
 #include <cerrno>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -147,13 +148,17 @@ void OfflineDisk::save(const OfflineSnapshot& snapshot) const {
     const QByteArray bytes = snapshot.encode();
     const QString folder = QFileInfo(m_file).absolutePath();
     QDir().mkpath(folder);
+    // The list is the user's alone: the folder and the file are closed to other accounts,
+    // including a folder left open by an earlier version.
+    ::chmod(QFile::encodeName(folder).constData(), S_IRWXU);
     QSaveFile file(m_file);
     if (!file.open(QIODevice::WriteOnly))
         return;
     // QSaveFile buffers a small write and, at commit, ignores both a failed flush and a
     // failed sync: a full disk would put an empty file in place of the old one. Check both
     // here, while the old file still stands.
-    if (file.write(bytes) != bytes.size() || !file.flush() || !syncData(file.handle())) {
+    if (::fchmod(file.handle(), S_IRUSR | S_IWUSR) != 0 || file.write(bytes) != bytes.size() ||
+        !file.flush() || !syncData(file.handle())) {
         file.cancelWriting();
         return;
     }
@@ -163,9 +168,30 @@ void OfflineDisk::save(const OfflineSnapshot& snapshot) const {
 
 std::optional<OfflineSnapshot> OfflineDisk::load() const {
     QFile file(m_file);
-    if (!file.open(QIODevice::ReadOnly))
+    if (!file.open(QIODevice::ReadOnly) || file.size() > maxFileBytes)
         return std::nullopt;
-    return OfflineSnapshot::decode(file.readAll());
+    return OfflineSnapshot::decode(file.read(maxFileBytes));
+}
+
+bool OfflineDisk::setAside() const {
+    if (!QFile::exists(m_file))
+        return false;
+    QFile::remove(asideURL(keptAside));
+    for (int n = keptAside - 1; n >= 1; --n)
+        QFile::rename(asideURL(n), asideURL(n + 1));
+    const QByteArray target = QFile::encodeName(asideURL(1));
+    if (::rename(QFile::encodeName(m_file).constData(), target.constData()) != 0)
+        return false;
+    ::chmod(target.constData(), S_IRUSR | S_IWUSR);
+    syncDirectory(QFileInfo(m_file).absolutePath());
+    return true;
+}
+
+QString OfflineDisk::asideURL(int n) const {
+    // Not "offline-snapshot.json.*", which is what a crashed save leaves and the start sweeps.
+    const QFileInfo info(m_file);
+    return info.dir().filePath(
+        QStringLiteral("%1.unreadable-%2.json").arg(info.completeBaseName(), QString::number(n)));
 }
 
 void OfflineDisk::clear() const {

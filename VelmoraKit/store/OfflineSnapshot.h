@@ -31,6 +31,10 @@ struct OfflineSnapshot {
 class OfflineDisk {
 public:
     static constexpr auto fileName = "offline-snapshot.json";
+    // Far above any real list; a larger file is not read at all.
+    static constexpr qint64 maxFileBytes = 256 * 1024 * 1024;
+    // How many unreadable files are kept aside, newest first.
+    static constexpr int keptAside = 3;
 
     // Null picks the folder "Velmora" in the per-user data directory. Nothing is created yet.
     explicit OfflineDisk(const std::optional<QString>& directory = std::nullopt);
@@ -40,6 +44,11 @@ public:
     void save(const OfflineSnapshot& snapshot) const;
     std::optional<OfflineSnapshot> load() const;
     void clear() const;
+    // Moves a file that could not be read out of the way of the next save, as
+    // "offline-snapshot.unreadable-1.json" (older ones move up to -3, and the oldest goes).
+    // False when there was no file to move.
+    bool setAside() const;
+    QString asideURL(int n) const;
     // A crash between a save's link and rename leaves a temporary file; removed at start.
     void removeStrayTemporaries() const;
 

@@ -19,7 +19,7 @@ QList<SavedLink> savedLinks(const QList<ItemLink>& links) {
     QList<SavedLink> out;
     out.reserve(links.size());
     for (const auto& link : links)
-        out.push_back({link.label, link.url.toString()});
+        out.push_back({link.label, link.id()});
     return out;
 }
 

@@ -177,6 +177,7 @@ QCoro::Task<bool> Store::connect(QString rawText) {
         co_return false;
     setHasToken(true);
     adopt(loaded);
+    publishSetAsideNotice();
     co_await refreshProposal();
     co_await refreshLatestBriefing();
     co_await refreshUsage();
@@ -191,9 +192,11 @@ QCoro::Task<> Store::disconnect() {
     m_client->setToken({});
     setHasToken(false);
     setDocument({});
+    setProposal(std::nullopt);
     setSelection({});
     setLastError({});
     setQueue({}); // queued edits are lost, on purpose
+    m_savedQueue = {};
     m_syncedWire.reset();
     setSyncedVersion(0);
     setLastSyncedAt({});
@@ -274,6 +277,7 @@ QCoro::Task<> Store::runRefresh(bool announceChanges) {
         }
         const bool changed = changedForUser(loaded.document, m_document);
         adopt(loaded);
+        publishSetAsideNotice();
         if (announceChanges && changed)
             announce(QStringLiteral("Updated with changes from elsewhere"));
         co_await refreshProposal();

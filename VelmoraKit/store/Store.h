@@ -109,15 +109,15 @@ public:
     QString setAsideMessage(const PendingOp& op) const;
 
     // --- the file ---
-    // Saves the snapshot: at once, or with deferred saves once the current event has been
-    // handled, so an edit's row is drawn before the disk is waited for (several edits in one
-    // turn then save once).
+    // Saves the snapshot. A change of the queue or of its strike counts is written at once,
+    // before any request that follows it. With deferred saves, a new baseline alone is
+    // written once the current event has been handled (several in one turn then save once):
+    // losing it to a kill costs a reload, never an edit.
     void persist();
     // Writes a pending save now.
     void flushSnapshot();
-    // The app defers; a save is then at most `delayMs` behind the edit (the app writes it
-    // sooner, right after the frame that shows the edit), and the Store's end writes what is
-    // pending.
+    // The app defers; a baseline's save is then at most `delayMs` behind (the app writes it
+    // sooner, right after the next frame), and the Store's end writes what is pending.
     void setDeferredSaves(bool deferred, int delayMs = 0) {
         m_deferredSaves = deferred;
         m_saveTimer.setInterval(delayMs);
@@ -280,6 +280,8 @@ private:
     QTimer m_flashTimer;
     QTimer m_saveTimer;
     bool m_deferredSaves = false;
+    QList<PendingOp> m_savedQueue; // as last written
+    QHash<PendingOp, int> m_savedStrikes;
     int m_flashDurationMs = 2600;
 
     mutable ViewState m_view{this};

@@ -9,19 +9,31 @@
 void Store::restore() {
     m_disk.removeStrayTemporaries();
     const auto snapshot = m_disk.load();
-    if (!snapshot || !WireCompat::decodeDocument(snapshot->wireDocument))
+    if (!snapshot || !WireCompat::decodeDocument(snapshot->wireDocument)) {
+        // The start is empty, but the file may hold queued edits: it goes aside instead of
+        // being overwritten by the next save, and the user hears of it after the first load.
+        if (m_disk.setAside())
+            m_setAsideNotice =
+                QStringLiteral("The offline copy of your list couldn't be read, so it was loaded "
+                               "afresh from the server. Any changes not yet sent are kept in %1.")
+                    .arg(m_disk.asideURL(1));
         return;
+    }
     m_syncedWire = snapshot->wireDocument;
     m_syncedVersion = snapshot->syncedVersion;
     m_lastSyncedAt = snapshot->syncedAt;
     m_queue = snapshot->queue;
     m_strikes = snapshot->strikes;
+    m_savedQueue = m_queue;
+    m_savedStrikes = m_strikes;
     if (auto rebuilt = rebuiltFromBaseline())
         m_document = std::move(*rebuilt);
 }
 
 void Store::persist() {
-    if (!m_deferredSaves)
+    // The queue and its strike counts are the user's unsent work: on disk before anything
+    // goes out. Only a new baseline may wait for the frame.
+    if (!m_deferredSaves || m_queue != m_savedQueue || m_strikes != m_savedStrikes)
         return flushSnapshot();
     if (!m_saveTimer.isActive())
         m_saveTimer.start();
@@ -39,6 +51,8 @@ void Store::flushSnapshot() {
     snapshot.queue = m_queue;
     snapshot.strikes = m_strikes;
     m_disk.save(snapshot);
+    m_savedQueue = m_queue;
+    m_savedStrikes = m_strikes;
 }
 
 std::optional<Document> Store::rebuiltFromBaseline() const {

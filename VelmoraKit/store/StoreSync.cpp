@@ -53,6 +53,7 @@ QCoro::Task<> Store::runSync() {
             if (!self)
                 co_return;
             adopt(loaded);
+            publishSetAsideNotice();
             if (wasOffline)
                 announce(QStringLiteral("Synced"));
             co_await refreshProposal();
@@ -98,6 +99,10 @@ QCoro::Task<> Store::replayQueue() {
             const auto api = asAPIError(error);
             if (!api || api->kind() != APIError::Kind::server || api->status() < 400)
                 throw; // transport, 401, decoding...: no strike, the edit stays
+            // A proxy's "try later" says nothing about the edit: it stays at the head, with
+            // no strike, until the next attempt.
+            if (api->status() == 408 || api->status() == 425 || api->status() == 429)
+                throw;
             if (api->status() == 402) {
                 setLimitMessage(Sync::limitText(api->body()));
                 drop(op);

@@ -14,10 +14,10 @@ SyncDecision decide(qint64 serverVersion, qint64 syncedVersion, bool queueIsEmpt
 
 QString setAsideMessage(const std::optional<QString>& title) {
     if (title)
+        // One call for both: a chained arg() would read a "%1" in the title as its own.
         return QStringLiteral(
                    "Couldn't save \u201c%1\u201d after %2 tries \u2014 it's been set aside.")
-            .arg(*title)
-            .arg(strikeLimit);
+            .arg(*title, QString::number(strikeLimit));
     return QStringLiteral("One change couldn't be saved after %1 tries \u2014 it's been set aside.")
         .arg(strikeLimit);
 }

@@ -1,5 +1,6 @@
 #include "DismissApi.h"
 
+#include "BriefingApi.h"
 #include "Routes.h"
 
 #include <QDateTime>
@@ -115,6 +116,9 @@ Reply dismiss(Service& service, qint64 user, const QByteArray& body) {
         if (f->briefingId)
             s.bind(7, *f->briefingId);
         s.run();
+        if (f->briefingId)
+            BriefingApi::markCard(storage, user, *f->briefingId, f->finding, f->target,
+                                  f->disposition.value_or(QStringLiteral("ignore")));
         Storage::Statement(storage,
                            "DELETE FROM dismissals WHERE user_id = ?1 AND rowid NOT IN (SELECT "
                            "rowid FROM dismissals WHERE user_id = ?1 ORDER BY created_at DESC "
@@ -138,6 +142,9 @@ Reply undismiss(Service& service, qint64 user, const QByteArray& body) {
             .bind(2, f->target)
             .bind(3, f->finding)
             .run();
+        if (f->briefingId)
+            BriefingApi::markCard(storage, user, *f->briefingId, f->finding, f->target,
+                                  std::nullopt);
         return Reply{200, JsonValue::object({{QStringLiteral("ok"), true}}).toJson()};
     });
 }
@@ -161,6 +168,16 @@ Reply list(Service& service, qint64 user) {
 }
 
 } // namespace
+
+QSet<QString> DismissApi::handled(Storage& storage, qint64 userId) {
+    Storage::Statement s(storage, "SELECT finding, target FROM dismissals WHERE user_id = ? "
+                                  "AND created_at >= ?");
+    s.bind(1, userId).bind(2, cutoff());
+    QSet<QString> out;
+    while (s.step())
+        out.insert(s.text(0) + u':' + s.text(1));
+    return out;
+}
 
 void DismissApi::install(httplib::Server& server, Service& service, FaultPlan& faults) {
     service.migrate([](Storage& storage) { storage.exec(schema); });

@@ -53,8 +53,13 @@ Fault Fault::fromJson(const JsonValue& json) {
             invalid("close_after_write must be a boolean");
         fault.closeAfterWrite = v->toBool();
     }
-    if (fault.status && fault.closeAfterWrite)
-        invalid("a fault either answers a status or closes after the write, not both");
+    if (const JsonValue* v = json.find(u"cut_after_headers")) {
+        if (!v->isBool())
+            invalid("cut_after_headers must be a boolean");
+        fault.cutAfterHeaders = v->toBool();
+    }
+    if (int(fault.status.has_value()) + int(fault.closeAfterWrite) + int(fault.cutAfterHeaders) > 1)
+        invalid("a fault answers a status, closes after the write or cuts the reply: one of them");
     return fault;
 }
 

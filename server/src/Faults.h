@@ -19,6 +19,7 @@ struct Fault {
     std::optional<int> status;    // answer this instead of handling the request
     QByteArray body;              // with this body (JSON unless it does not parse)
     bool closeAfterWrite = false; // handle the request, then close without a reply
+    bool cutAfterHeaders = false; // handle it, send the headers and half the body, then close
 
     // From the admin listener's JSON; throws std::invalid_argument with a message.
     static Fault fromJson(const JsonValue& json);

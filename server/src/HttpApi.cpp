@@ -1,8 +1,10 @@
 #include "HttpApi.h"
 
 #include "AdminApi.h"
+#include "BriefingApi.h"
 #include "CreditsApi.h"
 #include "DismissApi.h"
+#include "McpApi.h"
 #include "Routes.h"
 #include "SmartInsertApi.h"
 #include "StoreApi.h"
@@ -50,9 +52,11 @@ void installApi(httplib::Server& server, Service& service, FaultPlan& faults) {
     // One line per route family; each keeps its routes and tables in its own file.
     StoreApi::install(server, service, faults);
     SmartInsertApi::install(server, service, faults);
+    McpApi::install(server, service, faults);
     UsageApi::install(server, service, faults);
     CreditsApi::install(server, service, faults);
     DismissApi::install(server, service, faults);
+    BriefingApi::install(server, service, faults);
 }
 
 void installAdmin(httplib::Server& server, Service& service, FaultPlan& faults,
@@ -71,7 +75,9 @@ void installAdmin(httplib::Server& server, Service& service, FaultPlan& faults,
 
     AdminApi::install(server, service, faults);
     SmartInsertApi::installAdmin(server, service);
+    McpApi::installAdmin(server);
     CreditsApi::installAdmin(server, service);
+    BriefingApi::installAdmin(server, service);
 }
 
 } // namespace HttpApi

@@ -342,7 +342,8 @@ void validate(const JsonValue& proposal) {
         checkDelta(deltas->toArray()[i], QStringLiteral("deltas[%1]").arg(i));
 }
 
-JsonValue file(UserState& state, JsonValue proposal, const QString& now, QDate today) {
+JsonValue file(UserState& state, JsonValue proposal, const QString& now, QDate today,
+               Filing* filing) {
     validate(proposal);
     if (const JsonValue* createdAt = proposal.find(u"created_at");
         !createdAt || !createdAt->isString())
@@ -352,13 +353,24 @@ JsonValue file(UserState& state, JsonValue proposal, const QString& now, QDate t
     for (const WireSuppression& suppression : state.document.suppressions)
         suppressed.insert(suppression.fp);
     JsonValue::Array fresh;
-    for (const JsonValue& delta : proposal.find(u"deltas")->toArray())
-        if (!suppressed.contains(fingerprint(delta)))
-            fresh.push_back(delta);
+    QList<qsizetype> filedAt; // where each fresh delta stood as filed
+    const JsonValue::Array& deltas = proposal.find(u"deltas")->toArray();
+    for (std::size_t i = 0; i < deltas.size(); ++i) {
+        if (suppressed.contains(fingerprint(deltas[i]))) {
+            if (filing)
+                filing->suppressed.append(qsizetype(i));
+            continue;
+        }
+        fresh.push_back(deltas[i]);
+        filedAt.append(qsizetype(i));
+    }
     proposal.set(QStringLiteral("deltas"), std::move(fresh));
 
     auto outcome =
         RuleEngine::applyToProposal(std::move(proposal), state.document.rules, today, now);
+    if (filing)
+        for (const auto& [position, verdict] : outcome.verdicts)
+            filing->ruled.append({filedAt[position], verdict});
     state.document.rules = std::move(outcome.rules);
     if (outcome.proposal.find(u"deltas")->toArray().empty())
         state.proposal.reset();

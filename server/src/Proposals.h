@@ -2,6 +2,7 @@
 
 #include "Json.h"
 #include "Methods.h"
+#include "RuleEngine.h"
 #include "UserState.h"
 
 #include <QByteArray>
@@ -25,8 +26,13 @@ void validate(const JsonValue& proposal);
 // Files `proposal` as the pending one, replacing any: validates it, stamps `created_at`
 // when it has none, drops deltas whose fingerprint is suppressed, applies the active rules
 // (counting on the rules in `state`). When no delta is left the slot is cleared. Gives
-// what was stored, or null.
-JsonValue file(UserState& state, JsonValue proposal, const QString& now, QDate today);
+// what was stored, or null. `filing`, when given, learns what became of each delta.
+struct Filing {
+    QList<qsizetype> suppressed;                            // indices as filed
+    QList<std::pair<qsizetype, RuleEngine::Verdict>> ruled; // each "add" the rules looked at
+};
+JsonValue file(UserState& state, JsonValue proposal, const QString& now, QDate today,
+               Filing* filing = nullptr);
 
 // The remote method "resolveProposal".
 QByteArray resolve(UserState& state, const JsonValue::Array& args, const Methods::Context& context);

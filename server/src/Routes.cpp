@@ -9,6 +9,8 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <memory>
+#include <string>
 #include <thread>
 
 namespace {
@@ -45,6 +47,19 @@ void dropConnection(const httplib::Request& req) {
         }
     }
     closedir(dir);
+}
+
+// Sends the headers, with the full length, and only half the body; the library then
+// closes the connection, as a network that fails in the middle of a reply would.
+void cutAfterHeaders(httplib::Response& res) {
+    auto body = std::make_shared<std::string>(std::move(res.body));
+    const std::string type = res.get_header_value("Content-Type");
+    res.body.clear();
+    res.set_content_provider(body->size(), type,
+                             [body](std::size_t, std::size_t, httplib::DataSink& sink) {
+                                 sink.write(body->data(), body->size() / 2);
+                                 return false;
+                             });
 }
 
 } // namespace
@@ -109,9 +124,12 @@ bool applyFault(const std::optional<Fault>& fault, httplib::Response& res) {
     return true;
 }
 
-void dropIfAsked(const std::optional<Fault>& fault, const httplib::Request& req) {
+void dropIfAsked(const std::optional<Fault>& fault, const httplib::Request& req,
+                 httplib::Response& res) {
     if (fault && fault->closeAfterWrite)
         dropConnection(req);
+    if (fault && fault->cutAfterHeaders)
+        cutAfterHeaders(res);
 }
 
 std::optional<qint64> authorise(Service& service, const httplib::Request& req,
@@ -132,7 +150,7 @@ httplib::Server::Handler userRoute(Service& service, FaultPlan& faults, UserHand
         if (!user)
             return;
         send(res, handler(*user, req));
-        dropIfAsked(fault, req);
+        dropIfAsked(fault, req, res);
     };
 }
 

@@ -33,8 +33,10 @@ std::optional<Fault> takeFault(FaultPlan& faults, const httplib::Request& req,
                                const QString& rpc = {});
 // Runs the fault's delay and status. True when the fault has answered.
 bool applyFault(const std::optional<Fault>& fault, httplib::Response& res);
-// Closes the request's connection after the reply, when the fault asks for it.
-void dropIfAsked(const std::optional<Fault>& fault, const httplib::Request& req);
+// Closes the request's connection after the reply, or cuts the reply after its headers,
+// when the fault asks for it.
+void dropIfAsked(const std::optional<Fault>& fault, const httplib::Request& req,
+                 httplib::Response& res);
 // The signed-in user, or a 401 sent and null.
 std::optional<qint64> authorise(Service& service, const httplib::Request& req,
                                 httplib::Response& res);

@@ -170,6 +170,7 @@ Outcome applyToProposal(JsonValue proposal, QList<WireRule> rules, QDate today,
             continue;
         }
         const Verdict verdict = evaluate(rules, *item, today);
+        outcome.verdicts.append({qsizetype(position), verdict});
         for (const qsizetype i : verdict.fired) {
             rules[i].applyCount += 1;
             rules[i].lastAppliedAt = now;

@@ -48,6 +48,8 @@ struct Outcome {
     JsonValue proposal;
     QList<WireRule> rules;
     QList<qsizetype> dropped; // positions in the proposal as filed
+    // What the rules made of each "add", by its position as filed, so a filer can say why.
+    QList<std::pair<qsizetype, Verdict>> verdicts;
 };
 Outcome applyToProposal(JsonValue proposal, QList<WireRule> rules, QDate today, const QString& now);
 

@@ -33,7 +33,7 @@ void StoreApi::install(httplib::Server& server, Service& service, FaultPlan& fau
                                                   "characters."));
         }
         send(res, service.call(*user, body, key));
-        dropIfAsked(fault, req);
+        dropIfAsked(fault, req, res);
     });
 
     server.Get("/api/store/version",

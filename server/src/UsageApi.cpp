@@ -1,5 +1,6 @@
 #include "UsageApi.h"
 
+#include "McpTools.h"
 #include "Methods.h"
 #include "Routes.h"
 #include "SmartInsertApi.h"
@@ -14,15 +15,14 @@ void UsageApi::install(httplib::Server& server, Service& service, FaultPlan& fau
                        Storage::Statement s(storage, "SELECT name FROM users WHERE id = ?");
                        s.bind(1, user);
                        const QString name = s.step() ? s.text(0) : QString();
-                       // Agent calls are not counted yet: the figure stays 0 until the
-                       // agents' endpoint counts them.
                        const JsonValue usage = JsonValue::object(
                            {{QStringLiteral("open_tasks"),
                              std::int64_t(Methods::openCount(state.document))},
                             {QStringLiteral("task_cap"),
                              state.openCap ? JsonValue(std::int64_t(*state.openCap)) : JsonValue()},
-                            {QStringLiteral("mcp_used_today"), 0},
-                            {QStringLiteral("mcp_cap"), std::int64_t(agentCallsPerDay)},
+                            {QStringLiteral("mcp_used_today"),
+                             std::int64_t(McpTools::usedToday(storage, user))},
+                            {QStringLiteral("mcp_cap"), std::int64_t(McpTools::dailyCap())},
                             {QStringLiteral("smart_inserts_used"),
                              std::int64_t(SmartInsertApi::usedThisMonth(storage, user))},
                             {QStringLiteral("smart_inserts_cap"), std::int64_t(smartCap)},

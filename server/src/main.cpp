@@ -1,5 +1,6 @@
 // velmora-server: the reference server for tests and the local demo.
 
+#include "BriefingApi.h"
 #include "Demo.h"
 #include "Faults.h"
 #include "HttpApi.h"
@@ -33,7 +34,7 @@ constexpr const char* usage =
     "  velmora-server --db FILE user cap NAME N|none\n"
     "  velmora-server --db FILE serve [--port N] [--bind ADDRESS] [--demo --token-file PATH]\n"
     "                                 [--admin-file PATH] [--admin-port N] [--threads N]\n"
-    "                                 [--smart-insert-cap N]\n"
+    "                                 [--smart-insert-cap N] [--briefing-delay-ms N]\n"
     "FILE may be :memory:.\n";
 
 int fail(const QString& message) {
@@ -96,6 +97,7 @@ struct ServeOptions {
     int adminPort = 0;
     int threads = 16;
     std::optional<qint64> smartInsertCap;
+    qint64 briefingDelayMs = 2000;
 };
 
 int cannotListen(const QString& host, int port) {
@@ -135,6 +137,7 @@ int serve(Service& service, const ServeOptions& options) {
     FaultPlan faults;
     if (options.smartInsertCap)
         service.setSmartInsertCap(*options.smartInsertCap);
+    BriefingApi::setDelay(std::chrono::milliseconds(options.briefingDelayMs));
     if (options.demo) {
         const bool existed = service.state(Demo::userName).has_value();
         // Only the token of this run opens the demo account.
@@ -241,6 +244,11 @@ int run(const QStringList& args) {
                 options.smartInsertCap = rest[++k].toLongLong(&ok);
                 if (!ok || *options.smartInsertCap < 0)
                     return usageError(QStringLiteral("--smart-insert-cap takes a count"));
+            } else if (option == u"--briefing-delay-ms" && hasValue) {
+                bool ok = false;
+                options.briefingDelayMs = rest[++k].toLongLong(&ok);
+                if (!ok || options.briefingDelayMs < 0 || options.briefingDelayMs > 600000)
+                    return usageError(QStringLiteral("--briefing-delay-ms takes 0 to 600000"));
             } else if (option == u"--bind" && hasValue) {
                 options.bind = rest[++k];
             } else if (option == u"--token-file" && hasValue) {

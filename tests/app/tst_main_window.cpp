@@ -302,8 +302,8 @@ private Q_SLOTS:
         QCOMPARE(w.paneContent(), "placeholder");
     }
 
-    // Deferred saves: an edit reaches the snapshot after the event that made it, and a
-    // pending save is written when the Store goes.
+    // Deferred saves: a change to the queue is on disk before the call returns; a new
+    // baseline alone waits, and a pending save is written when the Store goes.
     void deferredSavesLandOnDisk() {
         QTemporaryDir dir;
         MemorySecretStore secrets;
@@ -311,19 +311,23 @@ private Q_SLOTS:
             new APIClient(server->baseURL(), server->createUser(QStringLiteral("deferred"))),
             OfflineDisk(dir.path()), Keychain(secrets, QStringLiteral("svc")));
         await(store->refresh(false));
-        store->setDeferredSaves(true);
+        store->setDeferredSaves(true, 60000);
         store->pathUpdated(false);
-        const auto queued = [&] {
+        const auto onDisk = [&] {
             const auto snapshot = OfflineDisk(dir.path()).load();
-            return snapshot ? snapshot->queue.size() : -1;
+            return snapshot ? std::pair(snapshot->queue.size(), snapshot->syncedVersion)
+                            : std::pair(qsizetype(-1), qint64(-1));
         };
+        const qint64 before = store->syncedVersion();
         QVERIFY(await(store->add(QStringLiteral("Later"), {}, {}, Section::action, {},
                                  Priority::medium, {}, LocalID::make())));
-        QTRY_COMPARE_WITH_TIMEOUT(queued(), 1, 2000);
-        store->setFlagged(store->document().items.first(), true);
-        QCOMPARE(queued(), 1); // not yet: the save waits for the event to end
+        QCOMPARE(onDisk(), std::pair(qsizetype(1), before));
+        await(store->sync()); // the replay empties the queue, then a new baseline comes
+        QVERIFY(store->syncedVersion() != before);
+        QCOMPARE(onDisk(), std::pair(qsizetype(0), before));
+        const qint64 after = store->syncedVersion();
         store.reset();
-        QCOMPARE(queued(), 2);
+        QCOMPARE(onDisk(), std::pair(qsizetype(0), after));
     }
 
     // The seam: dragging stores the share at once, a double click resets it, both clamped.

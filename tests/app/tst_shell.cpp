@@ -68,6 +68,29 @@ struct Shell {
                 return item;
         throw std::runtime_error(qPrintable(QStringLiteral("no ") + name));
     }
+    // The visible buttons and fields a screen reader could not name, as "objectName class".
+    // `examined` counts the controls looked at.
+    static QStringList unnamedControls(QQuickWindow* window, int* examined = nullptr) {
+        QAccessible::setActive(true);
+        QStringList unnamed;
+        for (QQuickItem* item : items(window)) {
+            // A combo box's own text field is part of it; the menu bar is Qt's.
+            const bool inCombo =
+                item->parentItem() && item->parentItem()->inherits("QQuickComboBox");
+            const bool menuBar = QByteArray(item->metaObject()->className()).contains("MenuBar");
+            if (!item->isVisible() || inCombo || menuBar ||
+                !(item->inherits("QQuickAbstractButton") || item->inherits("QQuickTextInput") ||
+                  item->inherits("QQuickComboBox")))
+                continue;
+            if (examined)
+                ++*examined;
+            QAccessibleInterface* accessible = QAccessible::queryAccessibleInterface(item);
+            if (!accessible || accessible->text(QAccessible::Name).isEmpty())
+                unnamed << item->objectName() + QLatin1Char(' ') +
+                               QString::fromLatin1(item->metaObject()->className());
+        }
+        return unnamed;
+    }
     // The visible item of that name, or null while there is none.
     static QQuickItem* named(QQuickWindow* window, const QString& name) {
         for (auto* item : items(window))
@@ -244,24 +267,9 @@ private Q_SLOTS:
         QVERIFY(QTest::qWaitForWindowExposed(main, 5000));
         QTRY_VERIFY_WITH_TIMEOUT(Shell::textItem(main, QStringLiteral("Nothing here")), 5000);
         // Every control on show can be named by a screen reader.
-        QAccessible::setActive(true);
-        int named = 0;
-        for (QQuickItem* item : Shell::items(main)) {
-            // A combo box's own text field is part of it; the menu bar is Qt's.
-            const bool inCombo =
-                item->parentItem() && item->parentItem()->inherits("QQuickComboBox");
-            const bool menuBar = QByteArray(item->metaObject()->className()).contains("MenuBar");
-            if (!item->isVisible() || inCombo || menuBar ||
-                !(item->inherits("QQuickAbstractButton") || item->inherits("QQuickTextInput") ||
-                  item->inherits("QQuickComboBox")))
-                continue;
-            QAccessibleInterface* accessible = QAccessible::queryAccessibleInterface(item);
-            QVERIFY2(accessible && !accessible->text(QAccessible::Name).isEmpty(),
-                     qPrintable(item->objectName() + QLatin1Char(' ') +
-                                QString::fromLatin1(item->metaObject()->className())));
-            ++named;
-        }
-        QVERIFY(named > 15);
+        int controls = 0;
+        QCOMPARE(Shell::unnamedControls(main, &controls).join(u", "), QString());
+        QVERIFY(controls > 15);
         // The shared tooltip shows an agent's name or a link's address as plain text.
         QQuickItem* field = shell.find(main, QStringLiteral("addField"));
         QQmlExpression format(qmlContext(field), field,
@@ -502,6 +510,7 @@ private Q_SLOTS:
         for (const ReviewRow& row : review->rows()->rows())
             headings += row.ruleHeading;
         QCOMPARE(headings, 1);
+        QCOMPARE(Shell::unnamedControls(main).join(u", "), QString());
         QTRY_VERIFY_WITH_TIMEOUT(Shell::textItem(main, review->ruleHeading()), 2000);
         QVERIFY(Shell::textItem(main, QStringLiteral("1 suggestion skipped — those items are no "
                                                      "longer here.")));
@@ -741,6 +750,12 @@ private Q_SLOTS:
         QVERIFY(Shell::textItem(main, QStringLiteral("No rules yet")));
         screenshot(main, QStringLiteral("rules-empty"));
 
+        // Escape puts the form away; the button brings it back.
+        Shell::click(shell.find(main, QStringLiteral("addRuleButton")));
+        QTRY_VERIFY_WITH_TIMEOUT(Shell::named(main, QStringLiteral("ruleValue")), 2000);
+        Shell::named(main, QStringLiteral("ruleValue"))->forceActiveFocus();
+        QTest::keyClick(main, Qt::Key_Escape);
+        QTRY_VERIFY_WITH_TIMEOUT(!rules->adding(), 2000);
         Shell::click(shell.find(main, QStringLiteral("addRuleButton")));
         QQuickItem* composer = nullptr;
         QTRY_VERIFY_WITH_TIMEOUT((composer = Shell::named(main, QStringLiteral("ruleComposer"))),
@@ -749,6 +764,7 @@ private Q_SLOTS:
             qobject_cast<RuleComposerModel*>(composer->property("model").value<QObject*>());
         QTRY_VERIFY_WITH_TIMEOUT(shell.find(main, QStringLiteral("ruleValue"))->hasActiveFocus(),
                                  2000);
+        QCOMPARE(Shell::unnamedControls(main).join(u", "), QString());
         Shell::type(main, QStringLiteral("  standup "));
         QVERIFY(!form->canCreate()); // a reason is required
         form->setAction(QStringLiteral("recategorize"));

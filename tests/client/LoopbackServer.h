@@ -20,6 +20,7 @@ public:
         std::string body;
         std::string contentType = "application/json";
         std::chrono::milliseconds delay{0};
+        std::string location{}; // sent as the Location header when set
     };
     struct Request {
         std::string method;
@@ -49,6 +50,8 @@ public:
             if (reply.delay.count() > 0)
                 std::this_thread::sleep_for(reply.delay);
             res.status = reply.status;
+            if (!reply.location.empty())
+                res.set_header("Location", reply.location);
             if (!reply.body.empty())
                 res.set_content(reply.body, reply.contentType);
         };

@@ -242,6 +242,24 @@ private Q_SLOTS:
                  QStringLiteral("Unexpected response: version: required key is missing"));
     }
 
+    // The token goes to its own origin only: a redirect is answered as a failure, never
+    // followed, whatever the method.
+    void redirectIsNotFollowed() {
+        LoopbackServer server;
+        LoopbackServer elsewhere;
+        elsewhere.reply({200, R"({"version":1})"});
+        APIClient client(server.baseURL(), token);
+        for (const int status : {302, 307}) {
+            server.reply(
+                {status, "", "text/plain", 0ms,
+                 elsewhere.baseURL().resolved(QUrl("api/store/version")).toString().toStdString()});
+            QCOMPARE(outcome(client.version()), QStringLiteral("Server error %1: ").arg(status));
+            QCOMPARE(outcome(client.sendIgnoringResult(QStringLiteral("restore"), {})),
+                     QStringLiteral("Server error %1: ").arg(status));
+        }
+        QCOMPARE(elsewhere.count(), 0);
+    }
+
     void noTokenSendsNothing_data() {
         QTest::addColumn<QString>("tokenText");
         QTest::newRow("none") << QString();

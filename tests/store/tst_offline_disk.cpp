@@ -4,6 +4,8 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <sys/stat.h>
+
 using namespace PendingOps;
 
 namespace {
@@ -22,6 +24,12 @@ OfflineSnapshot sample() {
 QByteArray readAll(const QString& path) {
     QFile file(path);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+int mode(const QString& path) {
+    struct stat status {};
+    return ::stat(QFile::encodeName(path).constData(), &status) == 0 ? int(status.st_mode & 0777)
+                                                                     : -1;
 }
 
 } // namespace
@@ -92,6 +100,15 @@ private Q_SLOTS:
         QCOMPARE(disk.load(), std::nullopt);
         disk.save(sample());
         QCOMPARE(disk.load(), std::optional(sample()));
+        // Owner only, also where an earlier version left the folder and the file open.
+        const QString folder = QFileInfo(disk.fileURL()).absolutePath();
+        for (int round = 0; round < 2; ++round) {
+            QCOMPARE(mode(folder), 0700);
+            QCOMPARE(mode(disk.fileURL()), 0600);
+            ::chmod(QFile::encodeName(folder).constData(), 0755);
+            ::chmod(QFile::encodeName(disk.fileURL()).constData(), 0644);
+            disk.save(sample());
+        }
 
         // A file that does not decode stays on disk and reads as nothing.
         QFile file(disk.fileURL());
@@ -104,6 +121,29 @@ private Q_SLOTS:
         disk.clear();
         QVERIFY(!QFile::exists(disk.fileURL()));
         disk.clear(); // a missing file is no error
+    }
+
+    // An unreadable file goes aside, the three newest kept, and out of the start's sweep.
+    void setAside() {
+        QTemporaryDir dir;
+        const OfflineDisk disk(dir.path());
+        QVERIFY(!disk.setAside());
+        for (const char* bytes : {"first", "second", "third", "fourth"}) {
+            QFile file(disk.fileURL());
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            file.write(bytes);
+            file.close();
+            QVERIFY(disk.setAside());
+            QVERIFY(!QFile::exists(disk.fileURL()));
+        }
+        disk.removeStrayTemporaries();
+        QCOMPARE(
+            QDir(dir.path()).entryList(QDir::Files | QDir::Hidden),
+            (QStringList{"offline-snapshot.unreadable-1.json", "offline-snapshot.unreadable-2.json",
+                         "offline-snapshot.unreadable-3.json"}));
+        QCOMPARE(readAll(disk.asideURL(1)), "fourth");
+        QCOMPARE(readAll(disk.asideURL(3)), "second");
+        QCOMPARE(mode(disk.asideURL(1)), 0600);
     }
 
     void strayTemporariesRemoved() {

@@ -18,10 +18,12 @@ using TestAwait::await;
 
 namespace {
 
-enum class Fault { refused, timeout, replyLost, status };
+enum class Fault { refused, timeout, replyLost, cut, status };
 
 constexpr int clientTimeoutMs = 600;
 const QString title = QStringLiteral("The edit");
+// An escape that a decoded form of the address would lose on the way.
+const QString address = QStringLiteral("https://x.org/a%20b");
 
 } // namespace
 
@@ -36,7 +38,8 @@ class TestStoreFaults : public QObject {
     int onServer(const QString& user) {
         int count = 0;
         for (const auto& item : server->document(user).document.items)
-            if (!item.deletedAt && item.title == title)
+            if (!item.deletedAt && item.title == title &&
+                item.links == QList<WireLink>{{QStringLiteral("Doc"), address}})
                 ++count;
         return count;
     }
@@ -61,6 +64,13 @@ class TestStoreFaults : public QObject {
             // Twice: Qt sends a POST once more by itself when a connection closes unanswered.
             server->dropReplyAfterWrite(QStringLiteral("addItem"), 2);
             break;
+        case Fault::cut: {
+            ServerProcess::Fault cut;
+            cut.rpc = QStringLiteral("addItem");
+            cut.cutAfterHeaders = true;
+            server->inject(cut);
+            break;
+        }
         case Fault::status:
             server->failNext(QStringLiteral("addItem"), status, body);
             break;
@@ -106,7 +116,8 @@ private Q_SLOTS:
         const QString rejected = APIError::unauthorised().errorDescription();
         const std::pair<const char*, Fault> unreachable[] = {{"refused", Fault::refused},
                                                              {"time-out", Fault::timeout},
-                                                             {"reply lost", Fault::replyLost}};
+                                                             {"reply lost", Fault::replyLost},
+                                                             {"cut after headers", Fault::cut}};
         for (const bool replay : {false, true}) {
             const char* phase = replay ? "replayed" : "live";
             auto row = [&](const char* name) -> QTestData& {
@@ -117,6 +128,12 @@ private Q_SLOTS:
             // A live refusal rolls back; a replayed 5xx or 401 keeps the edit for later.
             row("503") << Fault::status << 503 << QByteArray("busy") << replay
                        << "Server error 503: busy" << QString() << (replay ? 1 : 0);
+            // A proxy's "try later" is no refusal for good: kept, and no strike.
+            for (const int later : {408, 429})
+                row(qPrintable(QString::number(later)))
+                    << Fault::status << later << QByteArray("later") << replay
+                    << QStringLiteral("Server error %1: later").arg(later) << QString()
+                    << (replay ? 1 : 0);
             row("401") << Fault::status << 401 << QByteArray("{}") << replay << rejected
                        << QString() << (replay ? 1 : 0);
             row("402 json") << Fault::status << 402 << json << false << QString() << cap << 0;
@@ -149,16 +166,17 @@ private Q_SLOTS:
         await(store.refresh(false));
         QVERIFY(store.syncedWire());
 
+        const QList<ItemLink> links{{QStringLiteral("Doc"), QUrl(address, QUrl::StrictMode)}};
         if (replay) {
             store.pathUpdated(false); // offline: the edit only queues
-            QVERIFY(await(
-                store.add(title, {}, {}, Section::action, {}, Priority::low, {}, LocalID::make())));
+            QVERIFY(await(store.add(title, {}, {}, Section::action, {}, Priority::low, links,
+                                    LocalID::make())));
             QCOMPARE(store.queuedEdits(), 1);
         }
         const auto disarm = arm(fault, status, body);
         const bool accepted = replay ? (await(store.sync()), true)
                                      : await(store.add(title, {}, {}, Section::action, {},
-                                                       Priority::low, {}, LocalID::make()));
+                                                       Priority::low, links, LocalID::make()));
         disarm();
 
         QCOMPARE(accepted, kept || replay);
@@ -167,8 +185,7 @@ private Q_SLOTS:
         QCOMPARE(onDisk(store), kept ? 1 : 0);
         QCOMPARE(store.lastError(), error);
         QCOMPARE(store.limitMessage(), limit);
-        const bool unreachable =
-            fault == Fault::refused || fault == Fault::timeout || fault == Fault::replyLost;
+        const bool unreachable = fault != Fault::status;
         // A replay stopped by a refusal leaves the offline flag as it was.
         QCOMPARE(store.isOffline(), unreachable || (replay && kept));
         if (replay && fault == Fault::status && status >= 500)

@@ -132,14 +132,19 @@ private Q_SLOTS:
         QVERIFY(store.client().token().isEmpty());
         QCOMPARE(await(keychain.readToken()), std::nullopt);
 
+        server->createProposal(
+            QStringLiteral("connecting"),
+            *JsonValue::parse(R"({"deltas":[{"kind":"complete","item_id":"x"}]})"));
         QVERIFY(await(store.connect(QStringLiteral("Bearer ") + token + QStringLiteral("\n"))));
         QVERIFY(store.hasToken());
+        QVERIFY(store.proposal());
         QCOMPARE(await(keychain.readToken()), token);
         QVERIFY(store.lastError().isEmpty());
         QVERIFY(QFile::exists(store.disk().fileURL()));
 
         await(store.disconnect());
         QVERIFY(!store.hasToken());
+        QVERIFY(!store.proposal());
         QVERIFY(!QFile::exists(store.disk().fileURL()));
         QCOMPARE(await(keychain.readToken()), std::nullopt);
         store.persist(); // no baseline, no file
@@ -403,23 +408,42 @@ private Q_SLOTS:
         QVERIFY(!f.store->disk().load()->strikes.size());
     }
 
-    void undecodableFileGivesAnEmptyStart() {
+    // A file that cannot be read gives an empty start, is kept aside rather than overwritten,
+    // and the user hears of it once, after the first load.
+    void unreadableFileIsKeptAside_data() {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::newRow("not json") << QByteArray("{not json");
+        OfflineSnapshot undecodable;
+        undecodable.wireDocument = "[]";
+        undecodable.queue = {PendingOps::Delete{QStringLiteral("a1")}};
+        QTest::newRow("document unreadable") << undecodable.encode();
+    }
+
+    void unreadableFileIsKeptAside() {
+        QFETCH(QByteArray, bytes);
         QTemporaryDir dir;
-        QFile file(dir.filePath(QString::fromLatin1(OfflineDisk::fileName)));
+        const OfflineDisk disk(dir.path());
+        QFile file(disk.fileURL());
         QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write("{not json");
+        file.write(bytes);
         file.close();
         MemorySecretStore secrets;
         Store store(new APIClient(server->baseURL()), OfflineDisk(dir.path()),
                     Keychain(secrets, QStringLiteral("svc")));
         QCOMPARE(store.document(), Document());
         QVERIFY(!store.syncedWire());
-        QVERIFY(QFile::exists(file.fileName()));
+        QCOMPARE(store.queuedEdits(), 0);
+        QVERIFY(!QFile::exists(disk.fileURL()));
+        QFile aside(disk.asideURL(1));
+        QVERIFY(aside.open(QIODevice::ReadOnly));
+        QCOMPARE(aside.readAll(), bytes);
 
-        // The next persist with a baseline replaces it.
-        store.client().setToken(server->createUser(QStringLiteral("replacing")));
-        await(store.connect(store.client().token()));
+        QVERIFY(await(store.connect(server->createUser(nextUser()))));
+        QVERIFY(store.lastError().contains(disk.asideURL(1)));
         QVERIFY(store.disk().load());
+        store.clearError();
+        await(store.refresh(false));
+        QVERIFY(store.lastError().isEmpty());
     }
 };
 

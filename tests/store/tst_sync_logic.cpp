@@ -35,11 +35,15 @@ private Q_SLOTS:
         QCOMPARE(Sync::decide(server, synced, queueEmpty), expected);
     }
 
-    // The titled form is checked where the Store sets an edit aside (tst_store_sync).
+    // The titled form is checked where the Store sets an edit aside (tst_store_sync); here
+    // only a title that looks like a placeholder.
     void texts() {
         QCOMPARE(Sync::setAsideMessage(std::nullopt),
                  QStringLiteral(
                      "One change couldn't be saved after 5 tries \u2014 it's been set aside."));
+        QCOMPARE(Sync::setAsideMessage(QStringLiteral("Cut 50%1 of %2")),
+                 QStringLiteral("Couldn't save \u201cCut 50%1 of %2\u201d after 5 tries \u2014 "
+                                "it's been set aside."));
     }
 
     void limitText_data() {

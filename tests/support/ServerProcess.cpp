@@ -84,7 +84,9 @@ void ServerProcess::start() {
                                                       : m_options.databasePath,
                      QStringLiteral("serve"), QStringLiteral("--port"),
                      // A restart comes back on the same address, as a real server would.
-                     QString::number(m_port), QStringLiteral("--admin-file"), adminFile};
+                     QString::number(m_port), QStringLiteral("--admin-file"), adminFile,
+                     // A briefing lands at once rather than after the demo's pause.
+                     QStringLiteral("--briefing-delay-ms"), QStringLiteral("0")};
     if (m_options.demo)
         args << QStringLiteral("--demo") << QStringLiteral("--token-file") << tokenFile;
 
@@ -186,6 +188,11 @@ void ServerProcess::setOpenCap(const QString& name, std::optional<qint64> cap) {
                   .toJson());
 }
 
+void ServerProcess::setMcpDailyCap(qint64 cap) {
+    adminJson("PUT", QStringLiteral("/admin/mcp/cap"),
+              JsonValue::object({{QStringLiteral("cap"), std::int64_t(cap)}}).toJson());
+}
+
 void ServerProcess::grantCredits(const QString& name, qint64 amount) {
     adminJson("POST", userPath(name, "credits"),
               JsonValue::object({{QStringLiteral("amount"), std::int64_t(amount)}}).toJson());
@@ -198,6 +205,10 @@ bool ServerProcess::recordRun(const QString& name, bool succeeded) {
     if (reply.status != 200 && reply.status != 402)
         throw std::runtime_error("recordRun: HTTP " + std::to_string(reply.status));
     return reply.status == 200;
+}
+
+void ServerProcess::failNextBriefing(const QString& name) {
+    adminJson("POST", userPath(name, "briefing/fail"));
 }
 
 ServerProcess::StoredDocument ServerProcess::document(const QString& name) {
@@ -232,7 +243,8 @@ void ServerProcess::inject(const Fault& fault) {
                            {QStringLiteral("path"), fault.path},
                            {QStringLiteral("count"), fault.count},
                            {QStringLiteral("delay_ms"), fault.delayMs},
-                           {QStringLiteral("close_after_write"), fault.closeAfterWrite}});
+                           {QStringLiteral("close_after_write"), fault.closeAfterWrite},
+                           {QStringLiteral("cut_after_headers"), fault.cutAfterHeaders}});
     if (!fault.rpc.isEmpty())
         json.set(QStringLiteral("rpc"), fault.rpc);
     if (fault.status)

@@ -62,10 +62,14 @@ public:
     QString createUser(const QString& name);
     // Open tasks the user may hold; nullopt removes the cap.
     void setOpenCap(const QString& name, std::optional<qint64> cap);
+    // Agent (MCP tool) calls every user may make a day.
+    void setMcpDailyCap(qint64 cap);
     // AI credits: a purchase that never expires; a run recorded as a feature would (false
     // when it was refused for want of credit).
     void grantCredits(const QString& name, qint64 amount);
     bool recordRun(const QString& name, bool succeeded = true);
+    // The user's next briefing run fails: it is kept with a null body.
+    void failNextBriefing(const QString& name);
 
     // --- the stored document ---------------------------------------------------------
 
@@ -94,6 +98,7 @@ public:
         std::optional<int> status;    // then answer this instead of handling the request
         QByteArray body;              // with this body; empty gives {"message": ...}
         bool closeAfterWrite = false; // or handle it and close with no reply at all
+        bool cutAfterHeaders = false; // or handle it and close halfway through the reply
     };
     void inject(const Fault& fault);
     // Shorthands for `api/store` calls of remote method `rpc` (empty: any).

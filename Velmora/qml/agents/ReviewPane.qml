@@ -151,6 +151,7 @@ Item {
             spacing: Style.spacing
             Button {
                 objectName: "laterButton"
+                Accessible.name: text
                 text: HelpPages.updatesWords.later
                 ToolTip.visible: hovered
                 ToolTip.delay: 600
@@ -166,6 +167,7 @@ Item {
             }
             Button {
                 objectName: "primaryButton"
+                Accessible.name: text
                 text: review.primaryLabel
                 highlighted: true
                 enabled: !review.busy

@@ -18,6 +18,7 @@ Rectangle {
     color: Style.window
     border.width: 1
     border.color: Style.separator
+    Keys.onEscapePressed: composer.cancel()
 
     RuleComposerModel {
         id: form
@@ -121,11 +122,13 @@ Rectangle {
             }
             Button {
                 objectName: "ruleCancel"
+                Accessible.name: text
                 text: "Cancel"
                 onClicked: composer.cancel()
             }
             Button {
                 objectName: "ruleCreate"
+                Accessible.name: text
                 text: "Create rule"
                 highlighted: true
                 enabled: form.canCreate

@@ -41,6 +41,7 @@ Item {
             }
             Button {
                 objectName: "addRuleButton"
+                Accessible.name: text
                 Layout.alignment: Qt.AlignTop
                 text: rules.adding ? "Close" : "Add a rule"
                 ToolTip.visible: hovered
@@ -94,6 +95,12 @@ Item {
                 }
             }
             Keys.onMenuPressed: if (currentItem) currentItem.menuRequested(0, 0)
+            Keys.onPressed: event => {
+                if (currentItem && event.key === Qt.Key_F10 && (event.modifiers & Qt.ShiftModifier)) {
+                    currentItem.menuRequested(0, 0)
+                    event.accepted = true
+                }
+            }
             Keys.onDeletePressed: if (currentItem) rules.requestDelete(currentItem.ruleId)
         }
 
@@ -120,6 +127,7 @@ Item {
             }
             Button {
                 objectName: "addFirstRule"
+                Accessible.name: text
                 Layout.alignment: Qt.AlignHCenter
                 text: "Add a rule"
                 onClicked: rules.adding = true
@@ -156,11 +164,13 @@ Item {
         onClosed: rules.cancelDelete()
         Button {
             objectName: "keepRule"
+            Accessible.name: text
             text: "Keep"
             onClicked: rules.cancelDelete()
         }
         Button {
             objectName: "deleteRule"
+            Accessible.name: text
             text: "Delete"
             palette.buttonText: Style.destructive
             onClicked: rules.confirmDelete()

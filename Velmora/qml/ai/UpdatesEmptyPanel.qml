@@ -24,6 +24,7 @@ Item {
         }
         Button {
             objectName: "connectClaude"
+            Accessible.name: text
             Layout.alignment: Qt.AlignHCenter
             text: "Connect Claude with MCP"
             highlighted: true
@@ -31,6 +32,7 @@ Item {
         }
         Button {
             objectName: "connectSomeone"
+            Accessible.name: text
             Layout.alignment: Qt.AlignHCenter
             text: HelpPages.updatesWords.emptyPeopleButton
             onClicked: panel.people()
