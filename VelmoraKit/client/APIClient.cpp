@@ -70,6 +70,7 @@ QNetworkRequest APIClient::authorised(QNetworkRequest request) const {
 std::unique_ptr<APIClient> APIClient::fresh() const {
     auto client = std::make_unique<APIClient>(m_baseURL, m_token, m_session);
     client->setTimeoutMs(m_timeoutMs);
+    client->setMaxReplyBytes(m_maxReplyBytes);
     return client;
 }
 
@@ -91,7 +92,21 @@ QCoro::Task<RawReply> APIClient::transport(QNetworkRequest request, QByteArray m
     std::unique_ptr<QNetworkReply, DeleteLater> reply(
         body.isNull() ? m_session->sendCustomRequest(request, method)
                       : m_session->sendCustomRequest(request, method, body));
+    // A body over the cap, announced or arriving, is not read on: the reply is given up,
+    // from the event loop rather than from inside its own signal.
+    auto tooLong = std::make_shared<bool>(false);
+    QNetworkReply* pending = reply.get();
+    QObject::connect(pending, &QNetworkReply::downloadProgress, pending,
+                     [pending, tooLong, cap = m_maxReplyBytes](qint64 received, qint64 total) {
+                         if (*tooLong || (received <= cap && total <= cap))
+                             return;
+                         *tooLong = true;
+                         QMetaObject::invokeMethod(pending, &QNetworkReply::abort,
+                                                   Qt::QueuedConnection);
+                     });
     co_await reply.get();
+    if (*tooLong)
+        throw APIError::decoding(QStringLiteral("the reply is over %1 bytes").arg(m_maxReplyBytes));
 
     const QVariant statusAttribute = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
     RawReply result;
@@ -100,8 +115,8 @@ QCoro::Task<RawReply> APIClient::transport(QNetworkRequest request, QByteArray m
         result.body = reply->readAll();
     // Codes below the HTTP range are the connection's own: with a status they mean a reply
     // cut off after its headers, which is a lost connection too, not bad data. A transport
-    // failure passes through with Qt's own code; the client never aborts a reply itself, so
-    // a cancelled one ran out of time.
+    // failure passes through with Qt's own code; the client aborts a reply itself only for
+    // its length, above, so a cancelled one ran out of time.
     const QNetworkReply::NetworkError code = reply->error();
     if (code != QNetworkReply::NoError &&
         (!statusAttribute.isValid() || code < QNetworkReply::ContentAccessDenied)) {

@@ -64,6 +64,8 @@ class APIClient : public QObject {
 
 public:
     static constexpr int defaultTimeoutMs = 60'000;
+    // Far above any real document; a longer reply is given up as soon as it shows.
+    static constexpr qint64 defaultMaxReplyBytes = 64 * 1024 * 1024;
 
     // `session` must outlive the client; null uses the process's shared one.
     explicit APIClient(QUrl baseURL, std::optional<QString> token = std::nullopt,
@@ -79,6 +81,8 @@ public:
     void setToken(const QString& token);
     // Tests shorten the 60-second time-out to exercise its path quickly.
     void setTimeoutMs(int ms) { m_timeoutMs = ms; }
+    // Tests lower the cap on a reply's body to exercise its path cheaply.
+    void setMaxReplyBytes(qint64 bytes) { m_maxReplyBytes = bytes; }
 
     // Adds "Authorization: Bearer <token>"; throws notConfigured without a token.
     QNetworkRequest authorised(QNetworkRequest request) const;
@@ -172,6 +176,7 @@ private:
     QString m_token;
     QNetworkAccessManager* m_session;
     int m_timeoutMs = defaultTimeoutMs;
+    qint64 m_maxReplyBytes = defaultMaxReplyBytes;
 };
 
 // Decodes an envelope's result, turning a decoding failure into APIError::decoding.

@@ -213,6 +213,14 @@ std::optional<qint64> namedUser(Service& service, const httplib::Request& req,
 
 namespace BriefingApi {
 
+JsonValue newest(Storage& storage, qint64 userId) {
+    Storage::Statement s(storage, (QByteArray(columns) + "WHERE user_id = ? ORDER BY "
+                                                         "created_at DESC, rowid DESC LIMIT 1")
+                                      .constData());
+    s.bind(1, userId);
+    return s.step() ? briefingAt(s) : JsonValue();
+}
+
 void setDelay(std::chrono::milliseconds delay) {
     delayMs = delay.count();
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Json.h"
+
 #include <QString>
 
 #include <httplib.h>
@@ -28,6 +30,9 @@ void setDelay(std::chrono::milliseconds delay);
 // kept, or a card it has not got, is left alone.
 void markCard(Storage& storage, qint64 userId, const QString& briefingId, const QString& finding,
               const QString& target, const std::optional<QString>& disposition);
+
+// The user's newest briefing as GET reads it, or null when there is none.
+JsonValue newest(Storage& storage, qint64 userId);
 
 void install(httplib::Server& server, Service& service, FaultPlan& faults);
 void installAdmin(httplib::Server& server, Service& service);

@@ -1,5 +1,6 @@
 #include "McpTools.h"
 
+#include "BriefingApi.h"
 #include "Methods.h"
 #include "Proposals.h"
 #include "Records.h"
@@ -93,6 +94,13 @@ JsonValue textResult(const QString& text, bool isError = false, const JsonValue&
 
 JsonValue refusal(const QString& text) {
     return textResult(text, true);
+}
+
+JsonValue briefing(Storage& storage, qint64 userId) {
+    const JsonValue newest = BriefingApi::newest(storage, userId);
+    if (newest.isNull())
+        return textResult(QStringLiteral("No briefing has been written for this list yet."));
+    return textResult(QString::fromUtf8(newest.toJson()), false, newest);
 }
 
 // A tool's refusal of its arguments: thrown, answered as an `isError` result.
@@ -521,8 +529,7 @@ std::optional<JsonValue> call(Service& service, qint64 userId, const QString& na
             else if (name == u"get_proposal_status")
                 result = proposalStatus(next);
             else if (name == u"get_briefing")
-                result = textResult(QStringLiteral("No briefing has been written for this list "
-                                                   "yet."));
+                result = briefing(storage, userId);
             else
                 result = usage(used + 1, dailyCap, day);
         } catch (const BadArguments& bad) {

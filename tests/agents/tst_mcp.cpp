@@ -321,6 +321,16 @@ private Q_SLOTS:
                                [](const WireItem& i) { return i.title == u"Unblock Lee"; }),
                  1);
 
+        // The briefing the user's app shows, as the agent reads it.
+        const ServerProcess::Headers auth{{"Authorization", "Bearer " + token.toUtf8()}};
+        QVERIFY(text(tool(QStringLiteral("get_briefing"), JsonValue::Object{}))
+                    .startsWith(u"No briefing"));
+        QCOMPARE(server->request("POST", "/api/ai/briefing", {}, auth).status, 202);
+        QVERIFY(tool(QStringLiteral("get_briefing"), JsonValue::Object{})
+                    .find(u"structuredContent")
+                    ->find(u"body")
+                    ->isObject());
+
         const JsonValue usage = tool(QStringLiteral("get_usage"), JsonValue::Object{});
         const qint64 used = usage.find(u"structuredContent")->find(u"mcp_used_today")->toInteger();
         const JsonValue account =

@@ -1,14 +1,14 @@
 // A proposal from filing to answer, through the client's Store and review logic against a
 // real velmora-server: what the rules and suppressions let through, what an answer does to
-// the document and the rejections, and what a refused filing or answer leaves behind.
+// the document and the rejections, what a refused filing or answer leaves behind, and the
+// words for every way an answer can fail; and rules, from their sample sentences and the
+// form to the Store's optimistic create, pause and delete.
 
-#include "Await.h"
 #include "ProposalReview.h"
-#include "ServerProcess.h"
-#include "Store.h"
+#include "Rules.h"
+#include "StoreRig.h"
 
 #include <QStandardPaths>
-#include <QTemporaryDir>
 #include <QtTest>
 
 #include <memory>
@@ -49,25 +49,55 @@ QStringList deltaLines(const JsonValue& proposal) {
     return out;
 }
 
+const QByteArray filed = R"({"schema_version":1,"created_at":"2026-03-01T09:15:00Z",
+    "agent":"Claude","deltas":[
+    {"kind":"add","item":{"title":"Call Dana","section":"action","channel":"email",
+     "priority":"low","links":[]}},
+    {"kind":"complete","item_id":"gone"},
+    {"kind":"escalate","level":3}]})";
+
+const QString needsConnection = QStringLiteral("Reviewing suggestions needs the connection.");
+
 } // namespace
 
 class TestProposalRoundTrip : public QObject {
     Q_OBJECT
     std::unique_ptr<ServerProcess> server;
-    int users = 0;
+    std::unique_ptr<AccountRig> account;
+    Store* store = nullptr;
     QString user, token;
-    QTemporaryDir dir;
-    MemorySecretStore secrets;
-    std::unique_ptr<Store> store;
 
     void signIn() {
-        user = QStringLiteral("user%1").arg(++users);
-        token = server->createUser(user);
-        auto* client = new APIClient(server->baseURL(), token);
-        client->setTimeoutMs(5000);
-        store = std::make_unique<Store>(client, OfflineDisk(dir.path()),
-                                        Keychain(secrets, QStringLiteral("svc")));
-        await(store->refresh(false));
+        account = std::make_unique<AccountRig>(*server, true, 5000);
+        store = &account->store;
+        user = account->user;
+        token = account->token();
+    }
+
+    // A fresh account with `filed` pending on the server and in the Store.
+    void signInWithFiled() {
+        signIn();
+        server->createProposal(user, json(QString::fromUtf8(filed)));
+        await(store->refreshProposal());
+        QVERIFY(store->proposal());
+    }
+
+    QStringList ruleIds() const {
+        QStringList out;
+        for (const Rule& rule : store->rules())
+            out.append(rule.id + (rule.isPaused() ? QStringLiteral("/paused") : QString()));
+        return out;
+    }
+
+    bool resolve(const QList<int>& acceptedAt, const QList<int>& rejectedAt) {
+        const auto& deltas =
+            store->proposal() ? store->proposal()->deltas : QList<ProposalDelta>{ProposalDelta{}};
+        QList<ProposalDelta> accepted, rejected;
+        for (int i : acceptedAt)
+            accepted.append(deltas.value(i));
+        for (int i : rejectedAt)
+            rejected.append(deltas.value(i));
+        return await(store->resolveProposal(accepted, rejected));
     }
 
     QString addItem(const QString& title, const char* priority = "medium") {
@@ -122,9 +152,10 @@ private Q_SLOTS:
         server = std::make_unique<ServerProcess>();
     }
     void cleanupTestCase() {
-        store.reset();
+        account.reset();
         server.reset();
     }
+    void cleanup() { server->clearFaults(); }
 
     void reviewedAndAnswered() {
         signIn();
@@ -227,6 +258,9 @@ private Q_SLOTS:
                  QStringLiteral("These suggestions were replaced by newer ones."));
         QCOMPARE(server->document(user).document, before);
         QCOMPARE(pending().find(u"created_at")->toString(), QStringLiteral("2026-03-01T10:00:00Z"));
+        await(store->refreshProposal());
+        QCOMPARE(store->proposal()->createdAtRaw, QStringLiteral("2026-03-01T10:00:00Z"));
+        QVERIFY(await(store->resolveProposal({}, {store->proposal()->deltas[0]})));
     }
 
     void everythingFilteredClearsTheSlot() {
@@ -301,6 +335,193 @@ private Q_SLOTS:
         }
         QCOMPARE(server->document(user).version, version);
         QCOMPARE(deltaLines(pending()), QStringList{"complete x"});
+    }
+
+    void loadsAndResolves() {
+        signInWithFiled();
+        const Proposal& p = *store->proposal();
+        QCOMPARE(p.agentName(), QStringLiteral("Claude"));
+        QCOMPARE(p.createdAtRaw, QStringLiteral("2026-03-01T09:15:00Z"));
+        QCOMPARE(p.deltas.at(2).id, QStringLiteral("escalate:2"));
+        QCOMPARE(store->badgeCount(), 1); // suggestions count once, however many
+
+        QSignalSpy changed(store, &Store::proposalChanged);
+        QVERIFY(resolve({0}, {}));
+        QVERIFY(!store->proposal());
+        QCOMPARE(store->lastError(), QString());
+        QVERIFY(changed.count() >= 1);
+        QCOMPARE(store->badgeCount(), 0);
+        // The server's slot is empty now, and a refresh agrees.
+        QVERIFY(pending().isNull());
+        await(store->refreshProposal());
+        QVERIFY(!store->proposal());
+    }
+
+    void failures_data() {
+        QTest::addColumn<QString>("rpc");
+        QTest::addColumn<int>("status"); // 0: the server doesn't answer in time
+        QTest::addColumn<QString>("words");
+        QTest::addColumn<bool>("offline");
+        QTest::addColumn<bool>("stillPending");
+
+        QTest::newRow("refused") << "resolveProposal" << 500 << "Boom" << false << true;
+        QTest::newRow("unreachable") << "resolveProposal" << 0 << needsConnection << true << true;
+        QTest::newRow("reload refused") << "load" << 500 << "Boom" << false << false;
+        QTest::newRow("reload unreachable") << "load" << 0 << needsConnection << true << false;
+    }
+    void failures() {
+        QFETCH(QString, rpc);
+        QFETCH(int, status);
+        QFETCH(QString, words);
+        QFETCH(bool, offline);
+        QFETCH(bool, stillPending);
+        signInWithFiled();
+        store->client().setTimeoutMs(1500);
+        ServerProcess::Fault fault;
+        fault.rpc = rpc;
+        fault.status = status ? status : 503;
+        fault.delayMs = status ? 0 : 3000;
+        fault.body = R"({"message":"Boom"})";
+        server->inject(fault);
+        QVERIFY(!resolve({0}, {1}));
+        QCOMPARE(store->lastError(), words);
+        QCOMPARE(store->isOffline(), offline);
+        QCOMPARE(store->proposal().has_value(), stillPending);
+        if (offline) { // nothing goes out while offline
+            QVERIFY(!resolve({0}, {}));
+            QCOMPARE(store->lastError(), needsConnection);
+        }
+    }
+
+    void nothingPendingAndFailedRefresh() {
+        signInWithFiled();
+        server->failNext(QStringLiteral("loadProposal"), 500);
+        await(store->refreshProposal()); // discarded: the held proposal stays
+        QVERIFY(store->proposal());
+        QCOMPARE(store->lastError(), QString());
+        server->clearProposal(user);
+        await(store->refreshProposal());
+        QVERIFY(!store->proposal());
+        QVERIFY(!resolve({0}, {}));
+        QCOMPARE(store->lastError(), QStringLiteral("These suggestions are no longer pending."));
+    }
+
+    // --- rules ---
+
+    void showcase() {
+        const QStringList sentences{
+            "Exclude items where channel is email and source contains no-reply, notifications",
+            "Exclude items where title contains PTO, OOO",
+            "Always keep items where source contains Zokritun",
+            "Prioritise items where section is waiting"};
+        const auto& rules = showcaseRules();
+        QCOMPARE(rules.size(), sentences.size());
+        for (qsizetype i = 0; i < rules.size(); ++i)
+            QCOMPARE(Rule::describe(rules[i].action, rules[i].match), sentences[i]);
+        QCOMPARE(rules[3].params.priority, Priority::high);
+        QCOMPARE(rules[0].reason, QStringLiteral("Automated mail is never actionable"));
+    }
+
+    void composer_data() {
+        QTest::addColumn<RuleAction>("action");
+        QTest::addColumn<QString>("value");
+        QTest::addColumn<QString>("reason");
+        QTest::addColumn<bool>("enabled");
+        QTest::addColumn<bool>("withTarget");
+
+        QTest::newRow("trimmed") << RuleAction::exclude << "  standup  "
+                                 << " why " << true << false;
+        QTest::newRow("blank value") << RuleAction::exclude << "   "
+                                     << "why" << false << false;
+        QTest::newRow("no reason") << RuleAction::boost << "PTO"
+                                   << " " << false << false;
+        QTest::newRow("move keeps target") << RuleAction::recategorize << "x"
+                                           << "y" << true << true;
+    }
+
+    void composer() {
+        QFETCH(RuleAction, action);
+        QFETCH(QString, value);
+        QFETCH(QString, reason);
+        QFETCH(bool, enabled);
+        QFETCH(bool, withTarget);
+        RuleComposer form;
+        form.target = Section::waiting; // chosen once, sent only when moving
+        form.action = action;
+        form.value = value;
+        form.reason = reason;
+        QCOMPARE(form.canCreate(), enabled);
+        const RuleRequest request = form.request();
+        QCOMPARE(request.value, value.trimmed());
+        QCOMPARE(request.reason, reason.trimmed());
+        QCOMPARE(request.target.has_value(), withTarget);
+        form.begin();
+        QVERIFY(!form.canCreate());
+        form.finish(false, QStringLiteral("Nope"));
+        QCOMPARE(form.error, QStringLiteral("Nope"));
+        QCOMPARE(form.canCreate(), enabled);
+    }
+
+    void createsEachAction_data() {
+        QTest::addColumn<RuleAction>("action");
+        QTest::addColumn<QString>("sentence");
+        QTest::newRow("exclude") << RuleAction::exclude << "Exclude";
+        QTest::newRow("always keep") << RuleAction::alwaysKeep << "Always keep";
+        QTest::newRow("boost") << RuleAction::boost << "Prioritise";
+        QTest::newRow("recategorize") << RuleAction::recategorize << "Recategorise";
+    }
+
+    void createsEachAction() {
+        QFETCH(RuleAction, action);
+        QFETCH(QString, sentence);
+        signIn();
+        QVERIFY(await(store->createRule(action, RuleField::dueRelative, RuleOp::equals,
+                                        QStringLiteral("overdue"), Section::waiting,
+                                        QStringLiteral("because"))));
+        QCOMPARE(store->rules().size(), 1);
+        QCOMPARE(store->rules()[0].sentence,
+                 sentence + QStringLiteral(" items where due relative is overdue"));
+        const WireRule stored = server->document(user).document.rules.value(0);
+        QCOMPARE(stored.action, action);
+        QCOMPARE(stored.params.section, action == RuleAction::recategorize
+                                            ? std::optional(Section::waiting)
+                                            : std::nullopt);
+        QCOMPARE(stored.origin.from, RuleOriginKind::manual);
+    }
+
+    void createRefused() {
+        signIn();
+        server->failNext(QStringLiteral("addRule"), 402, R"({"message":"Too many rules"})");
+        QVERIFY(!await(store->createRule(RuleAction::exclude, RuleField::title, RuleOp::contains,
+                                         QStringLiteral("a"), std::nullopt, QStringLiteral("b"))));
+        QCOMPARE(store->lastError(), QStringLiteral("Too many rules"));
+        QVERIFY(store->rules().isEmpty());
+    }
+
+    void failuresRestoreTheList() {
+        signIn();
+        for (const char* value : {"a", "b", "c"})
+            QVERIFY(await(store->createRule(RuleAction::exclude, RuleField::title, RuleOp::contains,
+                                            QString::fromLatin1(value), std::nullopt,
+                                            QStringLiteral("r"))));
+        const QStringList ids = ruleIds();
+        const Rule middle = store->rules()[1];
+
+        server->failNext(QStringLiteral("updateRule"), 500);
+        await(store->setRulePaused(middle, true));
+        QCOMPARE(ruleIds(), ids);
+        QVERIFY(!store->lastError().isEmpty());
+
+        server->failNext(QStringLiteral("deleteRule"), 500);
+        await(store->deleteRule(middle));
+        QCOMPARE(ruleIds(), ids);
+
+        await(store->setRulePaused(middle, true));
+        QCOMPARE(ruleIds().at(1), middle.id + QStringLiteral("/paused"));
+        QCOMPARE(server->document(user).document.rules[1].status, RuleStatus::paused);
+        await(store->deleteRule(middle));
+        QCOMPARE(ruleIds(), (QStringList{ids[0], ids[2]}));
+        QCOMPARE(server->document(user).document.rules.size(), 2);
     }
 };
 

@@ -1,7 +1,9 @@
-// The main window's words and behaviour as functions of its state, and its actions against
-// a real velmora-server.
+// The main window's words and behaviour as functions of its state, its actions, the item and
+// draft forms and the app delegate, against a real velmora-server.
+#include "AppDelegate.h"
 #include "AppRig.h"
-#include "Await.h"
+#include "DraftEditor.h"
+#include "ItemEditor.h"
 #include "MainScreen.h"
 #include "MainWindow.h"
 #include "Proposal.h"
@@ -11,6 +13,11 @@
 #include "WireFormats.h"
 
 #include <QAbstractItemModelTester>
+#include <QDir>
+#include <QQmlComponent>
+#include <QQmlEngine>
+#include <QQuickItem>
+#include <QQuickWindow>
 #include <QRegularExpression>
 #include <QSettings>
 #include <QStandardPaths>
@@ -59,6 +66,37 @@ struct Harness : AppRig {
     }
 };
 
+// A delegate over a Store of its own, counting how often it fronts the main window.
+struct DelegateRig : AppRig {
+    AppDelegate delegate{store, prefs};
+    int opened = 0;
+
+    DelegateRig(const QUrl& server, const std::optional<QString>& token)
+        : AppRig(server, token) {
+        delegate.setOpenMainWindow([this] { ++opened; });
+    }
+};
+
+// The forms' Store: a signed-in account whose adds give back the new id.
+struct EditorRig : AccountRig {
+    using AccountRig::AccountRig;
+
+    QString add(const QString& title, const std::optional<QString>& who = std::nullopt) {
+        if (!AccountRig::add(title, Section::action, who))
+            throw std::runtime_error("add refused");
+        return item(title).id;
+    }
+    // Another device renames the item; the Store hears of it on a refresh.
+    void renameElsewhere(const QString& id, const QString& title) {
+        auto stored = server.document(user).document;
+        for (WireItem& item : stored.items)
+            if (item.id == id)
+                item.title = title;
+        server.replaceDocument(user, stored);
+        TestAwait::await(store.refresh(false));
+    }
+};
+
 } // namespace
 
 class TestMainWindow : public QObject {
@@ -78,6 +116,10 @@ private Q_SLOTS:
     void initTestCase() {
         QStandardPaths::setTestModeEnabled(true);
         server = std::make_unique<ServerProcess>();
+        ItemEditor::registerType();
+        DraftEditor::registerType();
+        qmlRegisterSingletonType(QUrl(QStringLiteral("qrc:/velmora/qml/Style.qml")), "Velmora", 1,
+                                 0, "Style");
     }
     void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
     void cleanupTestCase() { server.reset(); }
@@ -496,6 +538,289 @@ private Q_SLOTS:
         QCOMPARE(w.draftSeed().title, "typed");
         w.closeDraft(true);
         QCOMPARE(w.newTitle(), QString());
+    }
+
+    // --- the item and draft forms ---
+
+    // The form is rebuilt only when the pane moves to another item; a newer copy of the same
+    // item leaves the fields and brings up the save bar, and "Revert" takes the newer copy.
+    void editsResetOnlyOnAnotherItem() {
+        EditorRig f(*server);
+        const QString a = f.add(QStringLiteral("First"));
+        const QString b = f.add(QStringLiteral("Second"));
+        ItemEditor editor;
+        editor.setStore(&f.store);
+        editor.setItemId(a);
+        QVERIFY(editor.exists() && !editor.dirty());
+        QCOMPARE(editor.title(), QStringLiteral("First"));
+
+        f.renameElsewhere(a, QStringLiteral("Newer"));
+        QCOMPARE(editor.title(), QStringLiteral("First"));
+        QVERIFY(editor.dirty());
+        editor.setItemId(a); // the same id: nothing is dropped
+        QCOMPARE(editor.title(), QStringLiteral("First"));
+        editor.reset();
+        QCOMPARE(editor.title(), QStringLiteral("Newer"));
+        QVERIFY(!editor.dirty());
+
+        editor.setNewLabel(QStringLiteral("half-typed")); // not an edit of the item
+        QVERIFY(!editor.dirty());
+        editor.setTitle(QStringLiteral("Unsaved"));
+        editor.setItemId(b);
+        QCOMPARE(editor.title(), QStringLiteral("Second"));
+        QVERIFY(editor.newLabel().isEmpty() && !editor.dirty());
+
+        editor.setItemId(QStringLiteral("gone"));
+        QVERIFY(!editor.exists() && editor.title().isEmpty() && !editor.canSave());
+    }
+
+    void saveSendsTrimmedTitleAndNullForClearedWho() {
+        EditorRig f(*server);
+        const QString id = f.add(QStringLiteral("Call"), QStringLiteral("Ana"));
+        ItemEditor editor;
+        editor.setStore(&f.store);
+        editor.setItemId(id);
+        editor.setTitle(QStringLiteral(" \n "));
+        QVERIFY(editor.dirty() && !editor.canSave());
+        editor.setTitle(QStringLiteral("  Call Ana \n"));
+        editor.setSource({});
+        editor.setDateToToday();
+        QVERIFY(editor.canSave());
+        editor.save();
+        // The Store applies the edits at once, so the form is clean before the server answers.
+        QVERIFY(!editor.dirty());
+        QCOMPARE(editor.title(), QStringLiteral("Call Ana"));
+        QVERIFY(f.store.item(id)->isToday(QDateTime::currentDateTime()));
+        QTRY_VERIFY_WITH_TIMEOUT(f.stored(id).title == QStringLiteral("Call Ana"), 5000);
+        QVERIFY(!f.stored(id).source.has_value());
+    }
+
+    void linksChangeOnlyTheFormUntilSaved() {
+        EditorRig f(*server);
+        ItemEditor editor;
+        editor.setStore(&f.store);
+        editor.setItemId(f.add(QStringLiteral("Read up")));
+        for (int i = 1; i <= 3; ++i) {
+            QVERIFY(editor.hasRoomForLink());
+            editor.setNewLabel(QStringLiteral("Doc %1").arg(i));
+            editor.setNewURL(QStringLiteral("https://example.com/%1").arg(i));
+            QVERIFY(editor.canAddLink());
+            editor.addLink();
+            QVERIFY(editor.newLabel().isEmpty() && editor.newURL().isEmpty());
+        }
+        QCOMPARE(editor.links().size(), 3);
+        QVERIFY(!editor.hasRoomForLink() && editor.dirty());
+
+        editor.removeLink(0);
+        QVERIFY(editor.hasRoomForLink());
+        QVERIFY(f.store.item(editor.itemId())->links.isEmpty());
+        editor.setNewLabel(QStringLiteral("Again"));
+        editor.setNewURL(QStringLiteral("https://example.com/2"));
+        QVERIFY(!editor.canAddLink()); // the same address under another label
+        editor.setNewURL(QStringLiteral("ftp://example.com/2"));
+        QVERIFY(!editor.canAddLink());
+    }
+
+    void draftAddsOnceAndReportsDone() {
+        EditorRig f(*server);
+        DraftEditor draft;
+        draft.setStore(&f.store);
+        ItemForms::DraftSeed seed;
+        seed.title = QStringLiteral("  Chase invoice ");
+        seed.section = Section::waiting;
+        seed.links = {{QStringLiteral("Invoice"), QUrl(QStringLiteral("https://i.example"))}};
+        seed.notice = QStringLiteral("Filled in from your clipboard");
+        draft.fill(seed);
+        QCOMPARE(draft.linksLine(), QStringLiteral("1 link attached: Invoice"));
+        QCOMPARE(draft.notice(), *seed.notice);
+        QSignalSpy done(&draft, &DraftEditor::done);
+
+        draft.add();
+        QVERIFY(draft.adding() && !draft.canAdd());
+        draft.add(); // a second press while the first is on its way
+        QTRY_COMPARE_WITH_TIMEOUT(done.count(), 1, 5000);
+        QVERIFY(!draft.adding());
+        const QList<Item> items = f.store.document().items;
+        QCOMPARE(items.size(), 1);
+        QCOMPARE(items.first().title, QStringLiteral("Chase invoice"));
+        QCOMPARE(items.first().section, Section::waiting);
+        QCOMPARE(items.first().links, seed.links);
+        QVERIFY(!items.first().source.has_value());
+    }
+
+    void draftStaysWhenTheStoreRefuses() {
+        EditorRig f(*server);
+        DraftEditor draft;
+        draft.setStore(&f.store);
+        draft.setTitle(QStringLiteral("Kept"));
+        draft.setNote(QStringLiteral("Typed"));
+        QSignalSpy done(&draft, &DraftEditor::done);
+        QSignalSpy cancelled(&draft, &DraftEditor::cancelled);
+        server->failNext(QStringLiteral("addItem"), 500);
+        draft.add();
+        QTRY_VERIFY_WITH_TIMEOUT(!draft.adding(), 5000);
+        QCOMPARE(done.count(), 0);
+        QVERIFY(draft.canAdd() && draft.note() == QStringLiteral("Typed"));
+        draft.cancel();
+        QCOMPARE(cancelled.count(), 1);
+    }
+
+    void formsLoadWithoutWarnings_data() {
+        QTest::addColumn<QString>("file");
+        QTest::newRow("item detail") << "ItemDetail.qml";
+        QTest::newRow("draft pane") << "DraftPane.qml";
+    }
+    void formsLoadWithoutWarnings() {
+        QFETCH(QString, file);
+        EditorRig f(*server);
+        const QString id = f.add(QStringLiteral("Shown"));
+        QQmlEngine engine;
+        QQmlComponent component(&engine, QUrl(QStringLiteral("qrc:/velmora/qml/") + file));
+        QQuickWindow window;
+        window.resize(420, 600);
+        QVariantMap initial{{QStringLiteral("store"), QVariant::fromValue(&f.store)}};
+        if (file == u"ItemDetail.qml")
+            initial.insert(QStringLiteral("itemId"), id);
+        std::unique_ptr<QObject> root(component.createWithInitialProperties(initial));
+        QVERIFY2(root, qPrintable(component.errorString()));
+        auto* item = qobject_cast<QQuickItem*>(root.get());
+        item->setParentItem(window.contentItem());
+        item->setSize(window.size());
+        window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&window, 5000));
+
+        auto* editor = root->property("editor").value<QObject*>();
+        QVERIFY(editor);
+        editor->setProperty("title", QStringLiteral("Edited"));
+        editor->setProperty("due", QDateTime::currentDateTime());
+        QVERIFY(editor->property("due").toDateTime().isValid());
+        if (const QString folder = qEnvironmentVariable("VELMORA_SCREENSHOT_DIR");
+            !folder.isEmpty()) {
+            QTest::qWait(400); // the switch's handle slides
+            window.grabWindow().save(QDir(folder).filePath(file + QStringLiteral(".png")));
+        }
+        if (file != u"ItemDetail.qml") {
+            // The form opens with the title field taking the keys.
+            QTRY_VERIFY_WITH_TIMEOUT(
+                root->findChild<QQuickItem*>(QStringLiteral("titleField"))->hasActiveFocus(), 2000);
+            QSignalSpy cancelled(root.get(), SIGNAL(cancelled()));
+            QTest::keyClick(&window, Qt::Key_Escape);
+            QCOMPARE(cancelled.count(), 1);
+            return;
+        }
+        QVERIFY(editor->property("dirty").toBool());
+        QTRY_VERIFY_WITH_TIMEOUT(root->findChild<QQuickItem*>("saveBar")->isVisible(), 2000);
+        // A link chip and the limit line draw without complaint.
+        editor->setProperty("newLabel", QStringLiteral("Spec"));
+        editor->setProperty("newURL", QStringLiteral("https://example.com/spec"));
+        QMetaObject::invokeMethod(editor, "addLink");
+        editor->setProperty("title", QString(250, u'x'));
+        QCOMPARE(editor->property("title").toString().size(), FieldLimits::title);
+        QTRY_COMPARE_WITH_TIMEOUT(
+            root->findChild<QQuickItem*>(QStringLiteral("linkCount"))->property("text").toString(),
+            QStringLiteral("1 of 3"), 2000);
+        auto* dueButton = root->findChild<QQuickItem*>(QStringLiteral("dueButton"));
+        QMetaObject::invokeMethod(dueButton, "clicked");
+        auto* calendar = dueButton->findChild<QObject*>(QStringLiteral("calendar"));
+        QTRY_VERIFY_WITH_TIMEOUT(calendar->property("opened").toBool(), 2000);
+        if (const QString folder = qEnvironmentVariable("VELMORA_SCREENSHOT_DIR");
+            !folder.isEmpty())
+            window.grabWindow().save(QDir(folder).filePath(QStringLiteral("calendar.png")));
+        QMetaObject::invokeMethod(calendar, "close");
+        // The popover and the confirmation open on the editor's flags and report back.
+        for (const char* flag : {"sending", "confirmingDelete"}) {
+            editor->setProperty(flag, true);
+            auto* popup = root->findChild<QObject*>(flag == QByteArray("sending")
+                                                        ? QStringLiteral("sendPopup")
+                                                        : QStringLiteral("deleteDialog"));
+            QTRY_VERIFY_WITH_TIMEOUT(popup->property("opened").toBool(), 2000);
+        }
+        QSignalSpy deleted(root.get(), SIGNAL(deleteRequested(QString)));
+        QMetaObject::invokeMethod(editor, "confirmDelete");
+        QCOMPARE(deleted.count(), 1);
+        QCOMPARE(deleted.first().first().toString(), id);
+        QTRY_VERIFY_WITH_TIMEOUT(
+            !root->findChild<QObject*>("deleteDialog")->property("visible").toBool(), 2000);
+    }
+
+    // --- the app delegate ---
+
+    // A conflict fronts the window once however many passes see it, and a new one does
+    // again once the first was answered.
+    void aConflictFrontsTheWindowOnce() {
+        const QString user = QStringLiteral("watched");
+        DelegateRig h(server->baseURL(), server->createUser(user));
+        Store& store = h.store;
+        AppDelegate& delegate = h.delegate;
+        int& opened = h.opened;
+        delegate.watchStore();
+        await(store.refresh(false));
+        QTRY_VERIFY_WITH_TIMEOUT(delegate.conflictSurfaced() == false, 1000);
+
+        int round = 0;
+        const auto makeConflict = [&] {
+            store.pathUpdated(false);
+            const QString title = QStringLiteral("Mine %1").arg(++round);
+            QVERIFY(await(store.add(title, {}, {}, Section::action, {}, Priority::medium, {},
+                                    LocalID::make())));
+            auto stored = server->document(user).document;
+            WireItem theirs;
+            theirs.id = QStringLiteral("theirs-%1").arg(round);
+            theirs.title = QStringLiteral("Theirs %1").arg(round);
+            theirs.createdAt = QStringLiteral("2026-01-01T00:00:00Z");
+            stored.items.push_back(theirs);
+            server->replaceDocument(user, stored);
+            await(store.refresh(false)); // with a queue, a refresh reconciles
+            QVERIFY(store.hasPendingConflict());
+        };
+
+        makeConflict();
+        QTRY_COMPARE_WITH_TIMEOUT(opened, 1, 5000);
+        QVERIFY(delegate.conflictSurfaced());
+        // Later passes with the same conflict leave the window alone.
+        QSignalSpy passes(&delegate, &AppDelegate::passFinished);
+        await(store.toggle(store.document().items.first()));
+        QTRY_VERIFY_WITH_TIMEOUT(passes.count() > 0, 5000);
+        QCOMPARE(opened, 1);
+
+        await(store.resolveConflictKeepingOnline());
+        QTRY_VERIFY_WITH_TIMEOUT(!delegate.conflictSurfaced(), 5000);
+        makeConflict();
+        QTRY_COMPARE_WITH_TIMEOUT(opened, 2, 5000);
+    }
+
+    void commandsRouteThePaneAndOpenTheWindow() {
+        DelegateRig h(server->baseURL(), std::nullopt);
+        Store& store = h.store;
+        AppDelegate& delegate = h.delegate;
+        int& opened = h.opened;
+        QSignalSpy screens(delegate.router(), &PaneRouter::screenChanged);
+
+        delegate.openAI();
+        delegate.openAI(); // an equal screen is not written again
+        QCOMPARE(delegate.router()->screenText(), QStringLiteral("ai"));
+        QCOMPARE(screens.count(), 1);
+        delegate.openConnections();
+        delegate.openRules();
+        QCOMPARE(delegate.router()->screenText(), QStringLiteral("rules"));
+        QCOMPARE(opened, 4);
+
+        // Back from connections goes to the setup steps only when they were open.
+        delegate.router()->setAiSetupOpen(true);
+        delegate.router()->openFromSetup(QStringLiteral("prompts"));
+        QCOMPARE(delegate.router()->backToolTip(), QStringLiteral("Back to the setup steps"));
+        delegate.router()->back();
+        QCOMPARE(delegate.router()->screenText(), QStringLiteral("ai"));
+        QVERIFY(delegate.router()->connectionsAnchor().isEmpty());
+        delegate.router()->back();
+        QVERIFY(!delegate.router()->screen() && !delegate.router()->aiSetupOpen());
+        QCOMPARE(delegate.router()->backToolTip(), QStringLiteral("Back to the selected task"));
+
+        // Without a token the launch finds nothing to do and says nothing.
+        QSignalSpy launched(&delegate, &AppDelegate::launched);
+        delegate.launch();
+        QTRY_COMPARE_WITH_TIMEOUT(launched.count(), 1, 5000);
+        QVERIFY(store.lastError().isEmpty());
     }
 };
 

@@ -2,6 +2,7 @@
 #include "LoginItems.h"
 #include "Preferences.h"
 #include "SingleInstance.h"
+#include "VelmoraApp.h"
 
 #include <QCoreApplication>
 #include <QFile>
@@ -278,6 +279,15 @@ private Q_SLOTS:
         QCOMPARE(activated.count(), 1);
     }
 
+    // A chosen scheme holds whatever the desktop prefers; "system" follows it.
+    void appearance() {
+        for (const bool desktopDark : {false, true}) {
+            QCOMPARE(VelmoraApp::isDark(Appearance::light, desktopDark), false);
+            QCOMPARE(VelmoraApp::isDark(Appearance::dark, desktopDark), true);
+            QCOMPARE(VelmoraApp::isDark(Appearance::system, desktopDark), desktopDark);
+        }
+    }
+
     void hourLabel_data() {
         QTest::addColumn<QString>("locale");
         QTest::addColumn<int>("hour");
@@ -298,15 +308,13 @@ private Q_SLOTS:
         QTest::addColumn<QString>("build");
         QTest::addColumn<QString>("commit");
         QTest::addColumn<QString>("expected");
-        QTest::newRow("all") << "57"
-                             << "1a2b3c4"
-                             << "0.1.0 (57) 1a2b3c4";
-        QTest::newRow("no commit") << "57"
-                                   << ""
-                                   << "0.1.0 (57)";
-        QTest::newRow("built without git") << "0"
-                                           << "unknown"
-                                           << "0.1.0 (0)";
+        const auto row = [](const char* name, const char* build, const char* commit,
+                            const char* expected) {
+            QTest::newRow(name) << QString(build) << QString(commit) << QString(expected);
+        };
+        row("all", "57", "1a2b3c4", "0.1.0 (57) 1a2b3c4");
+        row("no commit", "57", "", "0.1.0 (57)");
+        row("built without git", "0", "unknown", "0.1.0 (0)");
     }
     void versionLabel() {
         QFETCH(QString, build);

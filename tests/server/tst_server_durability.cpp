@@ -23,118 +23,6 @@
 
 using namespace ServerTest;
 
-class TestServerDurability : public QObject {
-    Q_OBJECT
-
-private Q_SLOTS:
-    void initTestCase();
-    void documentSurvivesRestart();
-    void onlyFingerprintsOnDisk();
-    void demoRestartKeepsOnlyItsToken();
-    void concurrentWritesAreAllKept();
-};
-
-void TestServerDurability::initTestCase() {
-    QStandardPaths::setTestModeEnabled(true);
-}
-
-void TestServerDurability::documentSurvivesRestart() {
-    QTemporaryDir dir;
-    QVERIFY(dir.isValid());
-    ServerProcess server({dir.filePath(QStringLiteral("velmora.db")), false});
-    const QString token = server.createUser(QStringLiteral("ana"));
-    const QString id = result(server.call(token, QStringLiteral("addItem"),
-                                          args(R"([{"title":"Keep me","section":"waiting",
-                                                    "source":"Dana","due":"2026-05-01"}])")))
-                           .find(u"id")
-                           ->toString();
-    result(server.call(token, QStringLiteral("addItem"),
-                       args(R"([{"title":"Second","section":"note"}])")));
-    result(server.call(token, QStringLiteral("setItemStatus"), {QString(id), true}));
-    result(server.call(token, QStringLiteral("updateSettings"), args(R"([{"hide_done":true}])")));
-    result(server.call(token, QStringLiteral("setFocus"), args(R"([["Dana"]])")));
-    result(server.call(token, QStringLiteral("addRule"),
-                       args(R"([{"action":"exclude","match":{"op":"all","conditions":[]},
-                                 "params":{},"reason":"r"}])")));
-    const QString createdAt =
-        server.createProposal(QStringLiteral("ana"), json(R"({"deltas":[{"kind":"complete",
-                                                               "item_id":"x"}]})"));
-    const auto before = server.call(token, QStringLiteral("load"));
-    QCOMPARE(before.status, 200);
-
-    QCOMPARE(server.stop(), 0);
-    server.start();
-
-    const auto after = server.call(token, QStringLiteral("load"));
-    QCOMPARE(after.status, 200);
-    QCOMPARE(after.body, before.body);
-    QCOMPARE(version(after), version(before));
-    const auto proposal = result(server.call(token, QStringLiteral("loadProposal")));
-    QCOMPARE(proposal.find(u"created_at")->toString(), createdAt);
-    // Writing after the restart goes on from the stored version.
-    const auto write = server.call(token, QStringLiteral("setItemStatus"), {QString(id), false});
-    QCOMPARE(version(write), version(before) + 1);
-}
-
-void TestServerDurability::onlyFingerprintsOnDisk() {
-    QTemporaryDir dir;
-    QVERIFY(dir.isValid());
-    ServerProcess server({dir.filePath(QStringLiteral("velmora.db")), false});
-    const QString first = server.createUser(QStringLiteral("ana"));
-    const QString second = server.createUser(QStringLiteral("ana"));
-    QVERIFY(first != second);
-    QCOMPARE(
-        server.call(first, QStringLiteral("addItem"), args(R"([{"title":"x","section":"action"}])"))
-            .status,
-        200);
-    QCOMPARE(server.call(second, QStringLiteral("load")).status, 200);
-    QCOMPARE(server.stop(), 0);
-
-    QByteArray disk;
-    const auto files = QDir(dir.path()).entryList(QDir::Files);
-    for (const QString& name : files) {
-        QFile file(dir.filePath(name));
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        disk += file.readAll();
-    }
-    QVERIFY(!disk.isEmpty());
-    for (const QString& token : {first, second}) {
-        QVERIFY(!disk.contains(token.toUtf8()));
-        // The search itself works: the fingerprint is there.
-        QVERIFY(disk.contains(
-            QCryptographicHash::hash(token.toUtf8(), QCryptographicHash::Sha256).toHex()));
-    }
-}
-
-void TestServerDurability::demoRestartKeepsOnlyItsToken() {
-    QTemporaryDir dir;
-    QVERIFY(dir.isValid());
-    const QString db = dir.filePath(QStringLiteral("private/velmora.db"));
-    ServerProcess server({db, true});
-    const auto mode = [](const QString& path) {
-        struct stat info {};
-        return ::stat(QFile::encodeName(path).constData(), &info) == 0 ? info.st_mode & 0777 : 0;
-    };
-    QCOMPARE(mode(db), 0600u);
-    QCOMPARE(mode(dir.filePath(QStringLiteral("private"))), 0700u);
-
-    // A second server on the same port says so instead of sharing it.
-    QProcess second;
-    second.start(QStringLiteral(VELMORA_SERVER_PATH),
-                 {QStringLiteral("--db"), QStringLiteral(":memory:"), QStringLiteral("serve"),
-                  QStringLiteral("--port"), QString::number(server.port())});
-    QVERIFY(second.waitForFinished(10000));
-    QCOMPARE(second.exitCode(), 1);
-    QVERIFY2(second.readAllStandardError().contains("port in use"), "no port-in-use message");
-
-    const QString before = server.demoToken();
-    QCOMPARE(server.stop(), 0);
-    server.start();
-    QVERIFY(server.demoToken() != before);
-    QCOMPARE(server.call(before, QStringLiteral("load")).status, 401);
-    QCOMPARE(server.call(server.demoToken(), QStringLiteral("load")).status, 200);
-}
-
 namespace {
 
 // One client's view of its own writes.
@@ -199,50 +87,158 @@ void runClient(quint16 port, const QString& token, int client, int writes, Clien
 
 } // namespace
 
-void TestServerDurability::concurrentWritesAreAllKept() {
-    constexpr int clients = 8;
-    constexpr int writes = 500;
-    ServerProcess server;
-    QStringList tokens;
-    for (int c = 0; c < clients; ++c)
-        tokens << server.createUser(QStringLiteral("shared"));
-    const qint64 start = server.document(QStringLiteral("shared")).version;
+class TestServerDurability : public QObject {
+    Q_OBJECT
 
-    std::vector<ClientRun> runs(clients);
-    std::vector<std::thread> threads;
-    for (int c = 0; c < clients; ++c)
-        threads.emplace_back(runClient, server.port(), tokens[c], c, writes, std::ref(runs[c]));
-    for (auto& thread : threads)
-        thread.join();
+private Q_SLOTS:
+    void initTestCase() { QStandardPaths::setTestModeEnabled(true); }
 
-    QSet<qint64> seen;
-    for (const ClientRun& run : runs) {
-        QVERIFY2(run.failure.isEmpty(), qPrintable(run.failure));
-        QCOMPARE(run.versions.size(), writes);
-        for (qsizetype i = 1; i < run.versions.size(); ++i)
-            QVERIFY(run.versions[i] > run.versions[i - 1]);
-        for (qint64 v : run.versions)
-            seen.insert(v);
+    void documentSurvivesRestart() {
+        QTemporaryDir dir;
+        QVERIFY(dir.isValid());
+        ServerProcess server({dir.filePath(QStringLiteral("velmora.db")), false});
+        const QString token = server.createUser(QStringLiteral("ana"));
+        const QString id = result(server.call(token, QStringLiteral("addItem"),
+                                              args(R"([{"title":"Keep me","section":"waiting",
+                                                        "source":"Dana","due":"2026-05-01"}])")))
+                               .find(u"id")
+                               ->toString();
+        result(server.call(token, QStringLiteral("addItem"),
+                           args(R"([{"title":"Second","section":"note"}])")));
+        result(server.call(token, QStringLiteral("setItemStatus"), {QString(id), true}));
+        result(
+            server.call(token, QStringLiteral("updateSettings"), args(R"([{"hide_done":true}])")));
+        result(server.call(token, QStringLiteral("setFocus"), args(R"([["Dana"]])")));
+        result(server.call(token, QStringLiteral("addRule"),
+                           args(R"([{"action":"exclude","match":{"op":"all","conditions":[]},
+                                     "params":{},"reason":"r"}])")));
+        const QString createdAt =
+            server.createProposal(QStringLiteral("ana"), json(R"({"deltas":[{"kind":"complete",
+                                                                   "item_id":"x"}]})"));
+        const auto before = server.call(token, QStringLiteral("load"));
+        QCOMPARE(before.status, 200);
+
+        QCOMPARE(server.stop(), 0);
+        server.start();
+
+        const auto after = server.call(token, QStringLiteral("load"));
+        QCOMPARE(after.status, 200);
+        QCOMPARE(after.body, before.body);
+        QCOMPARE(version(after), version(before));
+        const auto proposal = result(server.call(token, QStringLiteral("loadProposal")));
+        QCOMPARE(proposal.find(u"created_at")->toString(), createdAt);
+        // Writing after the restart goes on from the stored version.
+        const auto write =
+            server.call(token, QStringLiteral("setItemStatus"), {QString(id), false});
+        QCOMPARE(version(write), version(before) + 1);
     }
-    // Every write got a version of its own, and none was lost.
-    QCOMPARE(seen.size(), clients * writes);
-    const auto stored = server.document(QStringLiteral("shared"));
-    QCOMPARE(stored.version, start + clients * writes);
-    QHash<QString, const WireItem*> items;
-    for (const WireItem& item : stored.document.items)
-        items.insert(item.id, &item);
-    int expectedItems = 0;
-    for (const ClientRun& run : runs) {
-        expectedItems += run.titles.size();
-        for (auto it = run.titles.cbegin(); it != run.titles.cend(); ++it) {
-            QVERIFY(items.contains(it.key()));
-            QCOMPARE(items[it.key()]->title, it.value());
-            QCOMPARE(items[it.key()]->status == ItemStatus::done, run.done[it.key()]);
+
+    void onlyFingerprintsOnDisk() {
+        QTemporaryDir dir;
+        QVERIFY(dir.isValid());
+        ServerProcess server({dir.filePath(QStringLiteral("velmora.db")), false});
+        const QString first = server.createUser(QStringLiteral("ana"));
+        const QString second = server.createUser(QStringLiteral("ana"));
+        QVERIFY(first != second);
+        QCOMPARE(server
+                     .call(first, QStringLiteral("addItem"),
+                           args(R"([{"title":"x","section":"action"}])"))
+                     .status,
+                 200);
+        QCOMPARE(server.call(second, QStringLiteral("load")).status, 200);
+        QCOMPARE(server.stop(), 0);
+
+        QByteArray disk;
+        const auto files = QDir(dir.path()).entryList(QDir::Files);
+        for (const QString& name : files) {
+            QFile file(dir.filePath(name));
+            QVERIFY(file.open(QIODevice::ReadOnly));
+            disk += file.readAll();
+        }
+        QVERIFY(!disk.isEmpty());
+        for (const QString& token : {first, second}) {
+            QVERIFY(!disk.contains(token.toUtf8()));
+            // The search itself works: the fingerprint is there.
+            QVERIFY(disk.contains(
+                QCryptographicHash::hash(token.toUtf8(), QCryptographicHash::Sha256).toHex()));
         }
     }
-    QCOMPARE(stored.document.items.size(), expectedItems);
-    QCOMPARE(server.stop(), 0);
-}
+
+    void demoRestartKeepsOnlyItsToken() {
+        QTemporaryDir dir;
+        QVERIFY(dir.isValid());
+        const QString db = dir.filePath(QStringLiteral("private/velmora.db"));
+        ServerProcess server({db, true});
+        const auto mode = [](const QString& path) {
+            struct stat info {};
+            return ::stat(QFile::encodeName(path).constData(), &info) == 0 ? info.st_mode & 0777
+                                                                           : 0;
+        };
+        QCOMPARE(mode(db), 0600u);
+        QCOMPARE(mode(dir.filePath(QStringLiteral("private"))), 0700u);
+
+        // A second server on the same port says so instead of sharing it.
+        QProcess second;
+        second.start(QStringLiteral(VELMORA_SERVER_PATH),
+                     {QStringLiteral("--db"), QStringLiteral(":memory:"), QStringLiteral("serve"),
+                      QStringLiteral("--port"), QString::number(server.port())});
+        QVERIFY(second.waitForFinished(10000));
+        QCOMPARE(second.exitCode(), 1);
+        QVERIFY2(second.readAllStandardError().contains("port in use"), "no port-in-use message");
+
+        const QString before = server.demoToken();
+        QCOMPARE(server.stop(), 0);
+        server.start();
+        QVERIFY(server.demoToken() != before);
+        QCOMPARE(server.call(before, QStringLiteral("load")).status, 401);
+        QCOMPARE(server.call(server.demoToken(), QStringLiteral("load")).status, 200);
+    }
+
+    void concurrentWritesAreAllKept() {
+        constexpr int clients = 8;
+        constexpr int writes = 500;
+        ServerProcess server;
+        QStringList tokens;
+        for (int c = 0; c < clients; ++c)
+            tokens << server.createUser(QStringLiteral("shared"));
+        const qint64 start = server.document(QStringLiteral("shared")).version;
+
+        std::vector<ClientRun> runs(clients);
+        std::vector<std::thread> threads;
+        for (int c = 0; c < clients; ++c)
+            threads.emplace_back(runClient, server.port(), tokens[c], c, writes, std::ref(runs[c]));
+        for (auto& thread : threads)
+            thread.join();
+
+        QSet<qint64> seen;
+        for (const ClientRun& run : runs) {
+            QVERIFY2(run.failure.isEmpty(), qPrintable(run.failure));
+            QCOMPARE(run.versions.size(), writes);
+            for (qsizetype i = 1; i < run.versions.size(); ++i)
+                QVERIFY(run.versions[i] > run.versions[i - 1]);
+            for (qint64 v : run.versions)
+                seen.insert(v);
+        }
+        // Every write got a version of its own, and none was lost.
+        QCOMPARE(seen.size(), clients * writes);
+        const auto stored = server.document(QStringLiteral("shared"));
+        QCOMPARE(stored.version, start + clients * writes);
+        QHash<QString, const WireItem*> items;
+        for (const WireItem& item : stored.document.items)
+            items.insert(item.id, &item);
+        int expectedItems = 0;
+        for (const ClientRun& run : runs) {
+            expectedItems += run.titles.size();
+            for (auto it = run.titles.cbegin(); it != run.titles.cend(); ++it) {
+                QVERIFY(items.contains(it.key()));
+                QCOMPARE(items[it.key()]->title, it.value());
+                QCOMPARE(items[it.key()]->status == ItemStatus::done, run.done[it.key()]);
+            }
+        }
+        QCOMPARE(stored.document.items.size(), expectedItems);
+        QCOMPARE(server.stop(), 0);
+    }
+};
 
 QTEST_GUILESS_MAIN(TestServerDurability)
 #include "tst_server_durability.moc"

@@ -75,24 +75,18 @@ private Q_SLOTS:
     void dueRelative_data() {
         QTest::addColumn<QString>("due"); // "" means none
         QTest::addColumn<QString>("bucket");
-        QTest::newRow("none") << ""
-                              << "none";
-        QTest::newRow("impossible day") << "2026-02-30"
-                                        << "none";
-        QTest::newRow("not a day") << "tomorrow"
-                                   << "none";
-        QTest::newRow("long ago") << "2025-12-31"
-                                  << "overdue";
-        QTest::newRow("yesterday") << "2026-03-03"
-                                   << "overdue";
-        QTest::newRow("today") << "2026-03-04"
-                               << "today";
-        QTest::newRow("tomorrow") << "2026-03-05"
-                                  << "this_week";
-        QTest::newRow("six days on") << "2026-03-10"
-                                     << "this_week";
-        QTest::newRow("seven days on") << "2026-03-11"
-                                       << "later";
+        const auto row = [](const char* name, const char* due, const char* bucket) {
+            QTest::newRow(name) << QString(due) << QString(bucket);
+        };
+        row("none", "", "none");
+        row("impossible day", "2026-02-30", "none");
+        row("not a day", "tomorrow", "none");
+        row("long ago", "2025-12-31", "overdue");
+        row("yesterday", "2026-03-03", "overdue");
+        row("today", "2026-03-04", "today");
+        row("tomorrow", "2026-03-05", "this_week");
+        row("six days on", "2026-03-10", "this_week");
+        row("seven days on", "2026-03-11", "later");
     }
     void dueRelative() {
         QFETCH(QString, due);

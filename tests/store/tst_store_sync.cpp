@@ -1,79 +1,22 @@
-// The Store against a real velmora-server: connecting, refreshing, edits online and
-// offline, replay with its refusal rules, conflicts, and what survives a relaunch.
+// The Store against a real velmora-server: connecting, refreshing, edits made while an add
+// is on the wire, the answers to a conflict, the set-aside notice and what a bad file
+// leaves. The random model test (tst_store_model) walks the other paths of sync and replay.
 
-#include "Await.h"
-#include "ServerProcess.h"
-#include "Store.h"
-#include "WireFormats.h"
+#include "StoreRig.h"
 
 #include <QRegularExpression>
 #include <QSignalSpy>
 #include <QStandardPaths>
-#include <QTemporaryDir>
 #include <QtTest>
-
-#include <memory>
 
 using TestAwait::await;
 
-namespace {
+class TestStoreSync : public QObject {
+    Q_OBJECT
+    std::unique_ptr<ServerProcess> server;
 
-// One account on the shared server, with a Store that owns a client for it.
-struct Fixture {
-    ServerProcess& server;
-    QString user;
-    QString token;
-    QTemporaryDir dir;
-    MemorySecretStore secrets;
-    std::unique_ptr<Store> store;
-
-    // `load`: the first refresh has given the store its baseline.
-    Fixture(ServerProcess& s, const QString& name, bool load = true)
-        : server(s)
-        , user(name) {
-        token = server.createUser(user);
-        await(secrets.write(QStringLiteral("svc"), QString::fromLatin1(Keychain::account), token));
-        // A store built with the keychain's token in hand, as the app does at launch.
-        launch(token);
-        if (load)
-            await(store->refresh(false));
-    }
-
-    void launch(const std::optional<QString>& withToken = std::nullopt) {
-        store.reset();
-        auto* client = new APIClient(server.baseURL(), withToken);
-        client->setTimeoutMs(1500);
-        store = std::make_unique<Store>(client, OfflineDisk(dir.path()),
-                                        Keychain(secrets, QStringLiteral("svc")));
-        store->setFlashDuration(60000);
-    }
-
-    QStringList serverTitles() {
-        QStringList titles;
-        for (const auto& item : server.document(user).document.items)
-            if (!item.deletedAt)
-                titles << item.title;
-        return titles;
-    }
-    QStringList titles() const {
-        QStringList out;
-        for (const auto& item : store->document().items)
-            out << item.title;
-        return out;
-    }
-    const Item& item(const QString& title) const {
-        for (const auto& item : store->document().items)
-            if (item.title == title)
-                return item;
-        throw std::runtime_error("no such item");
-    }
-    bool add(const QString& title) {
-        return await(
-            store->add(title, {}, {}, Section::action, {}, Priority::medium, {}, LocalID::make()));
-    }
     // Makes the next calls time out, as an unreachable server would.
-    void goOffline() { server.delayNext({}, 2500, 1000); }
-    void comeBack() { server.clearFaults(); }
+    void goOffline() { server->delayNext({}, 2500, 1000); }
     // The next `count` version checks wait `ms` first.
     void slowVersion(int ms, int count = 1) {
         ServerProcess::Fault fault;
@@ -81,27 +24,8 @@ struct Fixture {
         fault.path = QStringLiteral("/api/store/version");
         fault.delayMs = ms;
         fault.count = count;
-        server.inject(fault);
+        server->inject(fault);
     }
-    // A change from another device.
-    void otherDeviceAdds(const QString& title) {
-        auto stored = server.document(user).document;
-        WireItem item;
-        item.id = QStringLiteral("other-") + title;
-        item.title = title;
-        item.createdAt = QStringLiteral("2026-01-01T00:00:00Z");
-        stored.items.push_back(item);
-        server.replaceDocument(user, stored);
-    }
-};
-
-} // namespace
-
-class TestStoreSync : public QObject {
-    Q_OBJECT
-    std::unique_ptr<ServerProcess> server;
-    int users = 0;
-    QString nextUser() { return QStringLiteral("user%1").arg(++users); }
 
 private Q_SLOTS:
     // Any warning (a read of a closed reply, say) is a fault.
@@ -115,10 +39,9 @@ private Q_SLOTS:
 
     void connectAcceptsOnlyAWorkingToken() {
         const QString token = server->createUser(QStringLiteral("connecting"));
-        QTemporaryDir dir;
-        MemorySecretStore secrets;
-        Keychain keychain(secrets, QStringLiteral("svc"));
-        Store store(new APIClient(server->baseURL()), OfflineDisk(dir.path()), keychain);
+        StoreRig rig(server->baseURL(), std::nullopt);
+        Store& store = rig.store;
+        Keychain keychain(rig.secrets, QStringLiteral("svc"));
         QVERIFY(!store.hasToken());
 
         QVERIFY(!await(store.connect(QStringLiteral("not a token"))));
@@ -149,53 +72,38 @@ private Q_SLOTS:
         QCOMPARE(await(keychain.readToken()), std::nullopt);
         store.persist(); // no baseline, no file
         QVERIFY(!QFile::exists(store.disk().fileURL()));
+        // Without a token a lost path and a refresh send nothing and say nothing.
+        store.pathUpdated(false);
+        QVERIFY(!store.isOffline());
+        await(store.refresh(false));
+        QVERIFY(store.lastError().isEmpty());
     }
 
     void refreshLoadsOnlyWhenTheVersionMoved() {
-        Fixture f(*server, nextUser(), false);
-        QSignalSpy loading(f.store.get(), &Store::isLoadingChanged);
-        await(f.store->refresh(false)); // no baseline yet: straight to the full load
-        QVERIFY(f.store->syncedWire());
+        AccountRig f(*server, false);
+        QSignalSpy loading(&f.store, &Store::isLoadingChanged);
+        await(f.store.refresh(false)); // no baseline yet: straight to the full load
+        QVERIFY(f.store.syncedWire());
         QCOMPARE(loading.count(), 2);
 
         f.otherDeviceAdds(QStringLiteral("From phone"));
-        await(f.store->refresh(false)); // the user's own refresh says nothing
+        await(f.store.refresh(false)); // the user's own refresh says nothing
         QCOMPARE(f.titles(), QStringList{QStringLiteral("From phone")});
-        QVERIFY(f.store->flash().isEmpty());
+        QVERIFY(f.store.flash().isEmpty());
 
         f.otherDeviceAdds(QStringLiteral("From web"));
-        QSignalSpy document(f.store.get(), &Store::documentChanged);
-        f.store->startAutoRefresh(0);
-        QTRY_COMPARE_WITH_TIMEOUT(f.store->flash(),
+        f.store.setFlashDuration(60000);
+        QSignalSpy document(&f.store, &Store::documentChanged);
+        f.store.startAutoRefresh(0);
+        QTRY_COMPARE_WITH_TIMEOUT(f.store.flash(),
                                   QStringLiteral("Updated with changes from elsewhere"), 5000);
-        f.store->stopAutoRefresh();
+        f.store.stopAutoRefresh();
         QCOMPARE(f.titles().size(), 2);
 
         // Nothing moved: no reload, no notice, no redraw.
         document.clear();
-        await(f.store->refresh(true));
+        await(f.store.refresh(true));
         QCOMPARE(document.count(), 0);
-    }
-
-    void onlineEditsComeBackFromTheServer() {
-        Fixture f(*server, nextUser());
-        const QString title = QStringLiteral("Call Ana"), renamed = QStringLiteral("Call Ana back");
-        QVERIFY(f.add(title));
-        QVERIFY(!LocalID::isLocal(f.item(title).id));
-        QCOMPARE(f.serverTitles(), QStringList{title});
-
-        await(f.store->toggle(f.item(title)));
-        QVERIFY(f.item(title).isDone());
-        await(f.store->setFlagged(f.item(title), true));
-        QVERIFY(f.item(title).flagged);
-        QVERIFY(await(f.store->update(f.item(title), renamed, QStringLiteral(""),
-                                      QStringLiteral("Ana"), {}, Priority::high, {})));
-        QCOMPARE(f.item(renamed).source, QStringLiteral("Ana"));
-        QCOMPARE(f.item(renamed).note, std::nullopt);
-        await(f.store->deleteItem(f.item(renamed)));
-        QVERIFY(f.titles().isEmpty());
-        QVERIFY(f.serverTitles().isEmpty());
-        QCOMPARE(f.store->queuedEdits(), 0);
     }
 
     // A tick or flag given while the new task's add is still on the wire reaches that task,
@@ -209,203 +117,109 @@ private Q_SLOTS:
     void editsDuringAnAddFollowIt() {
         QFETCH(int, addDelayMs);
         QFETCH(bool, offline);
-        Fixture f(*server, nextUser());
-        f.server.delayNext(QStringLiteral("addItem"), addDelayMs, offline ? 2 : 1);
-        auto adding = f.store->add(QStringLiteral("Fresh"), {}, {}, Section::action, {},
-                                   Priority::medium, {}, LocalID::make());
+        AccountRig f(*server);
+        server->delayNext(QStringLiteral("addItem"), addDelayMs, offline ? 2 : 1);
+        auto adding = f.store.add(QStringLiteral("Fresh"), {}, {}, Section::action, {},
+                                  Priority::medium, {}, LocalID::make());
         const Item local = f.item(QStringLiteral("Fresh"));
         QVERIFY(LocalID::isLocal(local.id));
-        auto ticking = f.store->toggle(local);
-        auto flagging = f.store->setFlagged(local, true);
+        auto ticking = f.store.toggle(local);
+        auto flagging = f.store.setFlagged(local, true);
         await(std::move(flagging));
         await(std::move(ticking));
         QVERIFY(await(std::move(adding)));
-        QCOMPARE(f.store->lastError(), QString());
-        QCOMPARE(f.store->isOffline(), offline);
+        QCOMPARE(f.store.lastError(), QString());
+        QCOMPARE(f.store.isOffline(), offline);
         if (offline) {
-            QCOMPARE(f.store->queuedEdits(), 3);
-            f.comeBack();
-            await(f.store->sync());
+            QCOMPARE(f.store.queuedEdits(), 3);
+            server->clearFaults();
+            await(f.store.sync());
         }
-        QCOMPARE(f.store->queuedEdits(), 0);
-        const auto onServer = f.server.document(f.user).document.items;
+        QCOMPARE(f.store.queuedEdits(), 0);
+        const auto onServer = server->document(f.user).document.items;
         QCOMPARE(onServer.size(), size_t(1));
         QCOMPARE(onServer.front().status, ItemStatus::done);
         QVERIFY(onServer.front().flagged.value_or(false));
         QVERIFY(f.item(QStringLiteral("Fresh")).isDone());
+        QVERIFY(!LocalID::isLocal(f.item(QStringLiteral("Fresh")).id));
     }
 
-    void offlineEditsQueueSurviveRelaunchAndReplay() {
-        Fixture f(*server, nextUser());
-        QVERIFY(f.add(QStringLiteral("Before")));
-
-        f.goOffline();
-        QVERIFY(f.add(QStringLiteral("Offline add"))); // times out: queued
-        QVERIFY(f.store->isOffline());
-        const QString localID = f.item(QStringLiteral("Offline add")).id;
-        QVERIFY(LocalID::isLocal(localID));
-        await(f.store->toggle(f.item(QStringLiteral("Offline add")))); // offline: no traffic
-        await(f.store->deleteItem(f.item(QStringLiteral("Before"))));
-        QCOMPARE(f.store->queuedEdits(), 3);
-
-        // Relaunch: the queue and the edits on screen come back from the file.
-        f.comeBack();
-        f.launch(f.token);
-        QVERIFY(!f.store->isOffline());
-        QCOMPARE(f.store->queuedEdits(), 3);
-        QCOMPARE(f.titles(), QStringList{QStringLiteral("Offline add")});
-        QVERIFY(f.item(QStringLiteral("Offline add")).isDone());
-
-        await(f.store->sync());
-        QCOMPARE(f.store->queuedEdits(), 0);
-        QCOMPARE(f.serverTitles(), QStringList{QStringLiteral("Offline add")});
-        QVERIFY(f.item(QStringLiteral("Offline add")).isDone()); // the setDone followed the new id
-        QVERIFY(!LocalID::isLocal(f.item(QStringLiteral("Offline add")).id));
-        QCOMPARE(f.store->lastError(), QString());
+    // An edit queued offline meets a change from another device: the sync asks, the edits
+    // stay on show meanwhile, and each answer does what it says.
+    void conflictAnswers_data() {
+        QTest::addColumn<bool>("keepMine");
+        QTest::newRow("mine") << true;
+        QTest::newRow("online") << false;
     }
-
-    void lostReplyDoesNotDoubleAnAdd() {
-        Fixture f(*server, nextUser());
-        // Qt itself sends a POST again when the connection closes unanswered; the repeat
-        // carries the same key and gets the first reply.
-        f.server.dropReplyAfterWrite(QStringLiteral("addItem"));
-        QVERIFY(f.add(QStringLiteral("Once")));
-        QVERIFY(!f.store->isOffline());
-        QCOMPARE(f.serverTitles(), QStringList{QStringLiteral("Once")});
-        await(f.store->deleteItem(f.item(QStringLiteral("Once"))));
-
-        // Both replies lost: the add is queued, and its replay is applied once.
-        f.server.dropReplyAfterWrite(QStringLiteral("addItem"), 2);
-        QVERIFY(f.add(QStringLiteral("Once")));
-        f.comeBack();
-        QVERIFY(f.store->isOffline());
-        QCOMPARE(f.store->queuedEdits(), 1);
-
-        // The server moved and the queue is not empty: the user is asked.
-        await(f.store->sync());
-        QVERIFY(f.store->pendingConflict());
-        QCOMPARE(f.store->pendingConflict()->queuedEdits, 1);
-        QVERIFY(!f.store->isOffline());
-
-        await(f.store->resolveConflictKeepingMine());
-        QCOMPARE(f.store->flash(), QStringLiteral("Synced \u2014 your changes kept"));
-        QCOMPARE(f.serverTitles(), QStringList{QStringLiteral("Once")});
-        QCOMPARE(f.titles(), QStringList{QStringLiteral("Once")});
-    }
-
-    void keepingTheOnlineVersionDropsTheQueue() {
-        Fixture f(*server, nextUser());
-        f.goOffline();
+    void conflictAnswers() {
+        QFETCH(bool, keepMine);
+        AccountRig f(*server);
+        goOffline();
         QVERIFY(f.add(QStringLiteral("Mine")));
-        f.comeBack();
+        server->clearFaults();
         f.otherDeviceAdds(QStringLiteral("Theirs"));
-        await(f.store->refresh(false)); // a refresh with a queue turns into a sync
-        QVERIFY(f.store->pendingConflict());
-        QCOMPARE(f.titles(), QStringList{QStringLiteral("Mine")}); // edits stay on show
+        await(f.store.refresh(false)); // a refresh with a queue turns into a sync
+        QCOMPARE(f.store.pendingConflict()->queuedEdits, 1);
+        QVERIFY(!f.store.isOffline());
+        QCOMPARE(f.titles(), QStringList{QStringLiteral("Mine")});
 
-        await(f.store->resolveConflictKeepingOnline());
-        QCOMPARE(f.store->flash(), QStringLiteral("Synced \u2014 online version kept"));
-        QCOMPARE(f.titles(), QStringList{QStringLiteral("Theirs")});
-        QCOMPARE(f.store->queuedEdits(), 0);
-        QCOMPARE(f.store->disk().load()->queue.size(), 0);
+        f.store.setFlashDuration(60000);
+        if (keepMine)
+            await(f.store.resolveConflictKeepingMine());
+        else
+            await(f.store.resolveConflictKeepingOnline());
+        QCOMPARE(f.store.flash(), keepMine ? QStringLiteral("Synced \u2014 your changes kept")
+                                           : QStringLiteral("Synced \u2014 online version kept"));
+        const QStringList expected =
+            keepMine ? QStringList{"Theirs", "Mine"} : QStringList{"Theirs"};
+        QCOMPARE(f.titles(), expected);
+        QCOMPARE(f.serverTitles(), expected);
+        QCOMPARE(f.store.queuedEdits(), 0);
+        QCOMPARE(f.queuedOnDisk(), 0);
     }
 
-    void replayRefusalsAndStrikes() {
-        Fixture f(*server, nextUser());
-        QVERIFY(f.add(QStringLiteral("Gone elsewhere")));
+    // The fifth 5xx in a row sets the edit aside, named in the notice.
+    void setAsideNamesTheEdit() {
+        AccountRig f(*server);
         QVERIFY(f.add(QStringLiteral("Flaky")));
-        QVERIFY(f.add(QStringLiteral("Fine")));
-        const Item gone = f.item(QStringLiteral("Gone elsewhere"));
-
-        f.goOffline();
-        QVERIFY(
-            await(f.store->update(gone, QStringLiteral("Renamed"), {}, {}, {}, Priority::low, {})));
-        await(f.store->toggle(f.item(QStringLiteral("Flaky"))));
-        await(f.store->setFlagged(f.item(QStringLiteral("Fine")), true));
-        QCOMPARE(f.store->queuedEdits(), 3);
-        f.comeBack();
-
-        // Deleted elsewhere: the update gets 404 and vanishes silently. The same version
-        // is kept so the replay runs without a question.
-        f.server.failNext(QStringLiteral("updateItem"), 404);
-        for (int attempt = 1; attempt <= 4; ++attempt) {
-            f.server.failNext(QStringLiteral("setItemStatus"), 503, "busy");
-            await(f.store->sync());
-            QCOMPARE(f.store->lastError(), QStringLiteral("Server error 503: busy"));
-            QCOMPARE(f.store->queuedEdits(), 2);
-            QCOMPARE(f.store->strikes().value(f.store->queue().front()), attempt);
-            QCOMPARE(f.store->disk().load()->strikes.size(), 1);
+        f.store.pathUpdated(false);
+        await(f.store.toggle(f.item(QStringLiteral("Flaky"))));
+        for (int attempt = 1; attempt <= 5; ++attempt) {
+            server->failNext(QStringLiteral("setItemStatus"), 503, "busy");
+            await(f.store.sync());
         }
-        f.server.failNext(QStringLiteral("setItemStatus"), 503, "busy");
-        await(f.store->sync());
-        QCOMPARE(f.store->lastError(),
+        QCOMPARE(f.store.lastError(),
                  QStringLiteral(
                      "Couldn't save \u201cFlaky\u201d after 5 tries \u2014 it's been set aside."));
-        QCOMPARE(f.store->queuedEdits(), 0);
-        QVERIFY(f.store->strikes().isEmpty());
-        QVERIFY(!f.store->disk().load()->strikes.size());
-        // The edit behind the set-aside one was sent in the same run.
-        const auto stored = f.server.document(f.user).document;
-        for (const auto& item : stored.items)
-            if (item.title == QStringLiteral("Fine"))
-                QCOMPARE(item.flagged, std::optional(true));
+        QCOMPARE(f.store.queuedEdits(), 0);
     }
 
     void refreshesTakeTurns() {
-        Fixture f(*server, nextUser());
-        f.slowVersion(300, 2);
+        AccountRig f(*server);
+        slowVersion(300, 2);
         QElapsedTimer timer;
         timer.start();
-        auto first = f.store->refresh(false);
-        auto second = f.store->refresh(false);
+        auto first = f.store.refresh(false);
+        auto second = f.store.refresh(false);
         await(std::move(first));
         await(std::move(second));
         // The second waited for the first instead of running beside it.
         QVERIFY2(timer.elapsed() >= 600, qPrintable(QString::number(timer.elapsed())));
-        QVERIFY(!f.store->isLoading());
+        QVERIFY(!f.store.isLoading());
     }
 
     void editQueuedDuringVersionCheckTurnsRefreshIntoSync() {
-        Fixture f(*server, nextUser());
+        AccountRig f(*server);
         f.otherDeviceAdds(QStringLiteral("Theirs"));
-        f.slowVersion(400);
-        auto refresh = f.store->refresh(false);
-        f.store->pathUpdated(false); // the edit made meanwhile only queues
+        slowVersion(400);
+        auto refresh = f.store.refresh(false);
+        f.store.pathUpdated(false); // the edit made meanwhile only queues
         QVERIFY(f.add(QStringLiteral("Mine")));
         await(std::move(refresh));
         // Both sides moved: not overwritten, the user is asked.
-        QVERIFY(f.store->pendingConflict());
+        QVERIFY(f.store.pendingConflict());
         QCOMPARE(f.titles(), QStringList{QStringLiteral("Mine")});
-        QCOMPARE(f.store->queuedEdits(), 1);
-    }
-
-    void pathUpdatesWithoutTokenChangeNothing() {
-        QTemporaryDir dir;
-        MemorySecretStore secrets;
-        Store store(new APIClient(server->baseURL()), OfflineDisk(dir.path()),
-                    Keychain(secrets, QStringLiteral("svc")));
-        store.pathUpdated(false);
-        QVERIFY(!store.isOffline());
-        await(store.refresh(false)); // no token: no request, no error
-        QVERIFY(store.lastError().isEmpty());
-    }
-
-    void strikesSurviveRelaunch() {
-        Fixture f(*server, nextUser());
-        QVERIFY(f.add(QStringLiteral("Flaky")));
-        f.store->pathUpdated(false);
-        await(f.store->toggle(f.item(QStringLiteral("Flaky"))));
-        f.server.failNext(QStringLiteral("setItemStatus"), 500, "down");
-        await(f.store->sync());
-        QCOMPARE(f.store->strikes().size(), 1);
-
-        f.launch(f.token);
-        QCOMPARE(f.store->queuedEdits(), 1);
-        QCOMPARE(f.store->strikes().value(f.store->queue().front()), 1);
-        await(f.store->sync());
-        QCOMPARE(f.store->queuedEdits(), 0);
-        QVERIFY(f.item(QStringLiteral("Flaky")).isDone());
-        QVERIFY(!f.store->disk().load()->strikes.size());
+        QCOMPARE(f.store.queuedEdits(), 1);
     }
 
     // A file that cannot be read gives an empty start, is kept aside rather than overwritten,
@@ -438,7 +252,7 @@ private Q_SLOTS:
         QVERIFY(aside.open(QIODevice::ReadOnly));
         QCOMPARE(aside.readAll(), bytes);
 
-        QVERIFY(await(store.connect(server->createUser(nextUser()))));
+        QVERIFY(await(store.connect(server->createUser(AccountRig::nextName()))));
         QVERIFY(store.lastError().contains(disk.asideURL(1)));
         QVERIFY(store.disk().load());
         store.clearError();

@@ -2,65 +2,26 @@
 // the restore of a deleted item against a real server, the cap refusal's hand-over and the
 // offline badge's words.
 
-#include "Await.h"
 #include "DeleteUndo.h"
 #include "OfflineBadge.h"
-#include "ServerProcess.h"
-#include "Store.h"
+#include "StoreRig.h"
 #include "UndoCenter.h"
-#include "WireFormats.h"
 
 #include <QElapsedTimer>
 #include <QSignalSpy>
 #include <QStandardPaths>
-#include <QTemporaryDir>
 #include <QtTest>
-
-#include <memory>
 
 using TestAwait::await;
 using namespace std::chrono_literals;
 
 namespace {
-
 constexpr auto window = 200ms;
-
-struct StoreFixture {
-    QTemporaryDir dir;
-    MemorySecretStore secrets;
-    std::unique_ptr<Store> store;
-
-    explicit StoreFixture(const QUrl& base, const std::optional<QString>& token = std::nullopt) {
-        auto* client = new APIClient(base, token);
-        client->setTimeoutMs(1500);
-        store = std::make_unique<Store>(client, OfflineDisk(dir.path()),
-                                        Keychain(secrets, QStringLiteral("svc")));
-    }
-    std::optional<Item> find(const QString& title) const {
-        for (const auto& item : store->document().items)
-            if (item.title == title)
-                return item;
-        return std::nullopt;
-    }
-    bool add(const QString& title) {
-        return await(
-            store->add(title, {}, {}, Section::action, {}, Priority::medium, {}, LocalID::make()));
-    }
-};
-
 } // namespace
 
 class TestUndoNotices : public QObject {
     Q_OBJECT
     std::unique_ptr<ServerProcess> server;
-    int users = 0;
-
-    std::unique_ptr<StoreFixture> connected() {
-        const QString token = server->createUser(QStringLiteral("undo%1").arg(++users));
-        auto f = std::make_unique<StoreFixture>(server->baseURL(), token);
-        await(f->store->refresh(false));
-        return f;
-    }
 
 private Q_SLOTS:
     void initTestCase() {
@@ -136,100 +97,100 @@ private Q_SLOTS:
     }
 
     void newerFlashOutlivesTheOlderTimer() {
-        StoreFixture f(QUrl(QStringLiteral("http://127.0.0.1:9/")));
-        f.store->setFlashDuration(600);
-        f.store->announce(QStringLiteral("Synced"));
+        StoreRig f(QUrl(QStringLiteral("http://127.0.0.1:9/")), std::nullopt);
+        f.store.setFlashDuration(600);
+        f.store.announce(QStringLiteral("Synced"));
         QTest::qWait(400);
         QElapsedTimer clock;
         clock.start();
-        f.store->announce(QStringLiteral("Back online"));
+        f.store.announce(QStringLiteral("Back online"));
         QTest::qWait(300); // past the first announcement's end
-        QCOMPARE(f.store->flash(), QStringLiteral("Back online"));
-        QTRY_VERIFY_WITH_TIMEOUT(f.store->flash().isEmpty(), 3000);
+        QCOMPARE(f.store.flash(), QStringLiteral("Back online"));
+        QTRY_VERIFY_WITH_TIMEOUT(f.store.flash().isEmpty(), 3000);
         // Coarse timers may fire up to 5% early.
         QVERIFY2(clock.elapsed() >= 570, qPrintable(QString::number(clock.elapsed())));
     }
 
     void undoDeleteRestoresOnline() {
-        const auto f = connected();
+        AccountRig f(*server);
         UndoCenter center(5s);
-        QVERIFY(f->add(QStringLiteral("Keep me")));
-        const Item item = *f->find(QStringLiteral("Keep me"));
-        await(DeleteUndo::remove(f->store.get(), &center, item));
-        QVERIFY(!f->find(QStringLiteral("Keep me")));
+        QVERIFY(f.add(QStringLiteral("Keep me")));
+        const Item item = f.item(QStringLiteral("Keep me"));
+        await(DeleteUndo::remove(&f.store, &center, item));
+        QVERIFY(!f.has(QStringLiteral("Keep me")));
         QCOMPARE(center.message(), QStringLiteral("Deleted \u201CKeep me\u201D"));
 
-        await(DeleteUndo::undo(f->store.get(), &center));
+        await(DeleteUndo::undo(&f.store, &center));
         QVERIFY(!center.hasOffer());
-        QCOMPARE(f->store->item(item.id)->title, QStringLiteral("Keep me"));
-        QVERIFY(f->store->lastError().isEmpty());
+        QCOMPARE(f.store.item(item.id)->title, QStringLiteral("Keep me"));
+        QVERIFY(f.store.lastError().isEmpty());
     }
 
     void undoDeleteOfflineDoesNothing() {
-        const auto f = connected();
+        AccountRig f(*server);
         UndoCenter center(5s);
-        QVERIFY(f->add(QStringLiteral("Gone")));
-        QVERIFY(f->add(QStringLiteral("Queued")));
-        const Item item = *f->find(QStringLiteral("Gone"));
-        await(DeleteUndo::remove(f->store.get(), &center, item));
+        QVERIFY(f.add(QStringLiteral("Gone")));
+        QVERIFY(f.add(QStringLiteral("Queued")));
+        const Item item = f.item(QStringLiteral("Gone"));
+        await(DeleteUndo::remove(&f.store, &center, item));
         QVERIFY(center.isDeletion());
 
         // The connection goes while the toast stands: Undo clears it and sends nothing.
-        f->store->pathUpdated(false);
-        QVERIFY(!f->store->canUndoDelete());
+        f.store.pathUpdated(false);
+        QVERIFY(!f.store.canUndoDelete());
         // A fault that a restore would use up shows whether any request went out.
         server->failNext(QStringLiteral("restore"), 500);
-        await(DeleteUndo::undo(f->store.get(), &center));
+        await(DeleteUndo::undo(&f.store, &center));
         QCOMPARE(server->pendingFaults(), 1);
         QVERIFY(!center.hasOffer());
-        QVERIFY(!f->find(QStringLiteral("Gone")));
-        QVERIFY(f->store->lastError().isEmpty());
+        QVERIFY(!f.has(QStringLiteral("Gone")));
+        QVERIFY(f.store.lastError().isEmpty());
 
         // A delete made offline offers no undo at all.
-        await(DeleteUndo::remove(f->store.get(), &center, *f->find(QStringLiteral("Queued"))));
-        QVERIFY(!f->find(QStringLiteral("Queued")));
+        await(DeleteUndo::remove(&f.store, &center, f.item(QStringLiteral("Queued"))));
+        QVERIFY(!f.has(QStringLiteral("Queued")));
         QVERIFY(!center.hasOffer());
     }
 
     void undoDeleteFailures() {
-        const auto f = connected();
-        QVERIFY(f->add(QStringLiteral("Stays deleted")));
-        const Item item = *f->find(QStringLiteral("Stays deleted"));
-        await(f->store->deleteItem(item));
+        AccountRig f(*server);
+        QVERIFY(f.add(QStringLiteral("Stays deleted")));
+        const Item item = f.item(QStringLiteral("Stays deleted"));
+        await(f.store.deleteItem(item));
 
         // Refused by the server: an alert, and nothing queued.
         server->failNext(QStringLiteral("restore"), 500);
-        await(f->store->undoDelete(item.id));
-        QVERIFY(!f->store->lastError().isEmpty());
-        QVERIFY(!f->store->isOffline());
-        QVERIFY(!f->find(QStringLiteral("Stays deleted")));
-        f->store->clearError();
+        await(f.store.undoDelete(item.id));
+        QVERIFY(!f.store.lastError().isEmpty());
+        QVERIFY(!f.store.isOffline());
+        QVERIFY(!f.has(QStringLiteral("Stays deleted")));
+        f.store.clearError();
 
         // Unreachable: offline, no message, still nothing queued.
         server->delayNext(QStringLiteral("restore"), 2500);
-        await(f->store->undoDelete(item.id));
-        QVERIFY(f->store->isOffline());
-        QVERIFY(f->store->lastError().isEmpty());
-        QCOMPARE(f->store->queuedEdits(), 0);
+        await(f.store.undoDelete(item.id));
+        QVERIFY(f.store.isOffline());
+        QVERIFY(f.store.lastError().isEmpty());
+        QCOMPARE(f.store.queuedEdits(), 0);
     }
 
     void capRefusalHandedOverEachTime() {
-        const auto f = connected();
-        server->setOpenCap(QStringLiteral("undo%1").arg(users), 0);
-        QSignalSpy changed(f->store.get(), &Store::limitMessageChanged);
+        AccountRig f(*server);
+        server->setOpenCap(f.user, 0);
+        QSignalSpy changed(&f.store, &Store::limitMessageChanged);
         QStringList shown;
         // What the main window does: copy the refusal, reset the Store's field at once.
-        QObject::connect(f->store.get(), &Store::limitMessageChanged, f->store.get(), [&] {
-            const QString message = f->store->takeLimitMessage();
+        QObject::connect(&f.store, &Store::limitMessageChanged, &f.store, [&] {
+            const QString message = f.store.takeLimitMessage();
             if (!message.isEmpty())
                 shown << message;
         });
-        QVERIFY(!f->add(QStringLiteral("one too many")));
-        QVERIFY(!f->add(QStringLiteral("one too many")));
+        QVERIFY(!f.add(QStringLiteral("one too many")));
+        QVERIFY(!f.add(QStringLiteral("one too many")));
         QCOMPARE(shown.size(), 2);
         QVERIFY(!shown.first().isEmpty());
         QCOMPARE(shown.first(), shown.last());
-        QVERIFY(f->store->limitMessage().isEmpty());
+        QVERIFY(f.store.limitMessage().isEmpty());
         QCOMPARE(changed.count(), 4);
     }
 
