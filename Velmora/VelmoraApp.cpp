@@ -8,6 +8,7 @@
 #include "ReviewPaneModel.h"
 #include "RulesViewModel.h"
 #include "Tray.h"
+#include "TunePanelModel.h"
 #include "VelmoraConfig.h"
 
 #include <QCoreApplication>
@@ -123,6 +124,7 @@ QCoro::Task<bool> VelmoraApp::start() {
     ItemEditor::registerType();
     ReviewPaneModel::registerType();
     RulesViewModel::registerType();
+    TunePanelModel::registerType();
     HelpPages::registerType();
     DraftEditor::registerType();
     m_engine = std::make_unique<QQmlApplicationEngine>();

@@ -1,10 +1,13 @@
 #pragma once
 
 #include "APIError.h"
+#include "Credits.h"
+#include "HandledFindings.h"
 #include "Json.h"
 #include "Proposal.h"
 #include "Records.h"
 #include "SmartInsert.h"
+#include "Usage.h"
 #include "Wire.h"
 
 #include <QCoroTask>
@@ -148,6 +151,19 @@ public:
     // SmartInsert::maxInputChars), or its refusal. A body that does not decode throws
     // APIError::decoding.
     QCoro::Task<SmartInsertOutcome> smartInsert(QString text);
+
+    // The briefing's tuning and its meters (APIClientAI.cpp).
+    // Stores the focus list; gives the list as the server keeps it.
+    QCoro::Task<QStringList> setFocus(QStringList terms);
+    QCoro::Task<Usage> usage();
+    // The balance and lots; with `lot`, `runs` holds that lot's runs.
+    QCoro::Task<CreditsSnapshot> credits(std::optional<QString> lot = std::nullopt);
+    QCoro::Task<QList<HandledFinding>> handledFindings();
+    QCoro::Task<> dismissFinding(QString target, QString finding,
+                                 std::optional<QString> disposition,
+                                 std::optional<QString> briefingId);
+    QCoro::Task<> undismissFinding(QString target, QString finding,
+                                   std::optional<QString> briefingId);
 
 Q_SIGNALS:
     void tokenChanged();

@@ -202,6 +202,7 @@ QCoro::Task<> Store::disconnect() {
     setLastSyncedAt({});
     setOffline(false);
     setPendingConflict(std::nullopt);
+    setUsage(std::nullopt); // the figures were the account's
     m_saveTimer.stop();
     m_disk.clear();
 }
@@ -353,10 +354,6 @@ void Store::pathUpdated(bool satisfied) {
 void Store::refreshShared() {}
 
 QCoro::Task<> Store::refreshLatestBriefing() {
-    co_return;
-}
-
-QCoro::Task<> Store::refreshUsage() {
     co_return;
 }
 

@@ -35,6 +35,7 @@ class Store : public QObject {
     Q_PROPERTY(QString selection READ selection WRITE setSelection NOTIFY selectionChanged)
     Q_PROPERTY(ViewState* view READ view CONSTANT)
     Q_PROPERTY(bool canUndoDelete READ canUndoDelete NOTIFY isOfflineChanged)
+    Q_PROPERTY(QStringList focus READ focus NOTIFY documentChanged)
 
 public:
     // `client` is given with the token the keychain held at launch (or none). The snapshot
@@ -169,7 +170,16 @@ public:
     QCoro::Task<> deleteRule(Rule rule);
     void refreshShared();
     QCoro::Task<> refreshLatestBriefing();
+    // Reads the account's usage on this Store's client; a failure keeps the old value.
     QCoro::Task<> refreshUsage();
+
+    // --- the briefing's tuning and meters (StoreAI.cpp) ---
+    // The last usage the server reported; null until the first read.
+    const std::optional<Usage>& usage() const { return m_usage; }
+    const QStringList& focus() const { return m_document.focus; }
+    // Optimistic: the list shows at once; the server's list is final; a failure puts the
+    // old list back and reports in lastError. The caller cleans the list first.
+    QCoro::Task<> setFocus(QStringList terms);
 
 Q_SIGNALS:
     void documentChanged();
@@ -186,6 +196,7 @@ Q_SIGNALS:
     void syncedVersionChanged();
     void selectionChanged();
     void proposalChanged();
+    void usageChanged();
     // Internal: the exclusive job in flight has ended.
     void inFlightFinished();
     // Internal: an add's send has ended, with or without a server id.
@@ -234,6 +245,7 @@ private:
     void setLastSyncedAt(const QDateTime& at);
     void setSyncedVersion(qint64 version);
     void setProposal(const std::optional<Proposal>& proposal);
+    void setUsage(const std::optional<Usage>& usage);
 
     APIClient* m_client;
     OfflineDisk m_disk;
@@ -258,6 +270,7 @@ private:
     int m_sharedWaiting = 0;
     bool m_briefingUnread = false;
     std::optional<Proposal> m_proposal;
+    std::optional<Usage> m_usage;
 
     bool m_inFlight = false;
     QSet<QString> m_addsInFlight;       // local ids whose add is being sent

@@ -1,11 +1,13 @@
 #include "AppEnvironment.h"
 #include "Await.h"
+#include "CreditsPanelModel.h"
 #include "LoginItems.h"
 #include "MainWindow.h"
 #include "ReviewPaneModel.h"
 #include "RulesViewModel.h"
 #include "ServerProcess.h"
 #include "Tray.h"
+#include "TunePanelModel.h"
 #include "VelmoraApp.h"
 #include "VelmoraConfig.h"
 #include "WireFormats.h"
@@ -630,6 +632,102 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(Shell::named(main, QStringLiteral("connectSomeone")), 2000);
         Shell::click(Shell::named(main, QStringLiteral("connectSomeone")));
         QCOMPARE(shell.app->delegate()->router()->screenText(), QStringLiteral("people"));
+    }
+
+    // The Tune and Credits tabs against the server: the focus list cleaned and kept or put
+    // back, a handled finding let back, and the ledger's lots with their runs fetched once.
+    void tuneAndCreditsTabs() {
+        QTemporaryDir tokens;
+        const QString user = QStringLiteral("tuner");
+        Shell shell(*server, tokenFileFor(*server, tokens, user));
+        Store* store = shell.app->store();
+        QTRY_VERIFY_WITH_TIMEOUT(store->hasToken(), 10000);
+        QVERIFY(await(store->add(QStringLiteral("Send the Acme invoice"), {}, {}, Section::action,
+                                 {}, Priority::medium, {}, LocalID::make())));
+        QTRY_COMPARE_WITH_TIMEOUT(store->queuedEdits(), 0, 5000);
+        const std::unique_ptr<APIClient> api = store->freshClient();
+        await(api->dismissFinding(store->document().items[0].id, QStringLiteral("chase"),
+                                  QStringLiteral("chase"), std::nullopt));
+        QQuickWindow* main = shell.app->mainWindow();
+        main->resize(1180, 760);
+        QVERIFY(QTest::qWaitForWindowExposed(main, 5000));
+        MainWindow* window = shell.app->mainModel();
+        window->setAiTab(QStringLiteral("tune"));
+        window->openAI();
+        QQuickItem* tab = nullptr;
+        QTRY_VERIFY_WITH_TIMEOUT((tab = Shell::named(main, QStringLiteral("tuneTab"))), 5000);
+        auto* tune = qobject_cast<TunePanelModel*>(tab->property("model").value<QObject*>());
+        QVERIFY(tune);
+
+        tune->setDraft(QStringLiteral("  Acme\tLtd "));
+        Shell::click(Shell::named(main, QStringLiteral("addFocus")));
+        QTRY_COMPARE_WITH_TIMEOUT(server->document(user).document.focus,
+                                  QStringList{QStringLiteral("Acme Ltd")}, 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(!tune->saving(), 5000);
+        QVERIFY(Shell::textItem(main, QStringLiteral("Acme Ltd")));
+        QCOMPARE(Shell::named(main, QStringLiteral("focusCount"))->property("text").toString(),
+                 QStringLiteral("1/10"));
+        tune->setDraft(QStringLiteral(" acme ltd "));
+        QVERIFY(Shell::named(main, QStringLiteral("focusDuplicate")));
+        QVERIFY(!Shell::named(main, QStringLiteral("addFocus"))->isEnabled());
+        // A refusal puts the former list back and says why; the draft stays cleared.
+        server->failNext(QStringLiteral("setFocus"), 500);
+        tune->setDraft(QStringLiteral("Dana"));
+        Shell::click(Shell::named(main, QStringLiteral("addFocus")));
+        QTRY_VERIFY_WITH_TIMEOUT(!store->lastError().isEmpty(), 5000);
+        QCOMPARE(store->focus(), QStringList{QStringLiteral("Acme Ltd")});
+        QCOMPARE(tune->draft(), QString());
+        store->clearError();
+
+        // The finding handled through the API, shown by its task, let back on the server.
+        QTRY_VERIFY_WITH_TIMEOUT(Shell::named(main, QStringLiteral("handledRow")), 5000);
+        QVERIFY(Shell::textItem(main, QStringLiteral("Send the Acme invoice")));
+        QVERIFY(Shell::textItem(
+            main, QStringLiteral("Chase · ") +
+                      QLocale().toString(QDate::currentDate(), QStringLiteral("MMM d"))));
+        QTest::mouseMove(main, QPoint(main->width() - 2, main->height() - 2));
+        screenshot(main, QStringLiteral("tune-light"));
+        shell.app->prefs()->setAppearanceText(QStringLiteral("dark"));
+        screenshot(main, QStringLiteral("tune-dark"));
+        shell.app->prefs()->setAppearanceText(QStringLiteral("light"));
+        Shell::click(Shell::named(main, QStringLiteral("letComeBack")));
+        QTRY_VERIFY_WITH_TIMEOUT(
+            Shell::textItem(main, QStringLiteral("Nothing yet. Findings you "
+                                                 "act on in a briefing land here.")),
+            5000);
+        QVERIFY(await(api->handledFindings()).isEmpty());
+
+        // A new account's one credit, a purchase that never expires, a run that used one.
+        server->grantCredits(user, 5);
+        QVERIFY(server->recordRun(user));
+        window->setAiTab(QStringLiteral("credits"));
+        QTRY_VERIFY_WITH_TIMEOUT((tab = Shell::named(main, QStringLiteral("creditsTab"))), 5000);
+        auto* credits = qobject_cast<CreditsPanelModel*>(tab->property("model").value<QObject*>());
+        QTRY_VERIFY_WITH_TIMEOUT(credits->hasSnapshot(), 5000);
+        QCOMPARE(Shell::named(main, QStringLiteral("creditsTotal"))->property("text").toString(),
+                 QStringLiteral("5"));
+        QVERIFY(Shell::named(main, QStringLiteral("extraRow")));
+        QVERIFY(Shell::textItem(main, QStringLiteral("5 left · never expire")));
+        QVERIFY(Shell::textItem(main, QStringLiteral("1 of 1 used")));
+        const QString spentLot = credits->snapshot()->lots[1].id;
+        ServerProcess::Fault counting;
+        counting.method = QStringLiteral("GET");
+        counting.path = QStringLiteral("/api/ai/credits");
+        counting.count = 100;
+        server->inject(counting);
+        credits->toggle(spentLot);
+        QTRY_VERIFY_WITH_TIMEOUT(Shell::textItem(main, QStringLiteral("You asked for it")), 5000);
+        QTest::mouseMove(main, QPoint(main->width() - 2, main->height() - 2));
+        screenshot(main, QStringLiteral("credits-light"));
+        shell.app->prefs()->setAppearanceText(QStringLiteral("dark"));
+        screenshot(main, QStringLiteral("credits-dark"));
+        shell.app->prefs()->setAppearanceText(QStringLiteral("light"));
+        credits->toggle(spentLot);
+        QTRY_VERIFY_WITH_TIMEOUT(!Shell::textItem(main, QStringLiteral("You asked for it")), 2000);
+        credits->toggle(spentLot);
+        QTRY_VERIFY_WITH_TIMEOUT(Shell::textItem(main, QStringLiteral("You asked for it")), 2000);
+        QCOMPARE(server->pendingFaults(), 99); // one fetch of the lot's runs
+        server->clearFaults();
     }
 
     // Rules on screen against the server: made through the form, paused and deleted after
