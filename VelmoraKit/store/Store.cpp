@@ -178,8 +178,13 @@ QCoro::Task<bool> Store::connect(QString rawText) {
     setHasToken(true);
     adopt(loaded);
     publishSetAsideNotice();
+    // Each read may outlive the Store, so each one after the first checks it is still here.
     co_await refreshProposal();
+    if (!self)
+        co_return false;
     co_await refreshLatestBriefing();
+    if (!self)
+        co_return false;
     co_await refreshUsage();
     co_return true;
 }
