@@ -1,5 +1,7 @@
 #include "CreditsPanelModel.h"
 
+#include "Credits.h"
+
 CreditsPanelModel::CreditsPanelModel(QObject* parent)
     : QObject(parent) {}
 

@@ -2,6 +2,7 @@
 
 #include "CreditsPanelModel.h"
 #include "Focus.h"
+#include "HandledFindings.h"
 
 #include <QQmlEngine>
 

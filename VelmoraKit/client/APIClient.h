@@ -1,13 +1,10 @@
 #pragma once
 
+#include "AIRecords.h"
 #include "APIError.h"
-#include "Credits.h"
-#include "HandledFindings.h"
 #include "Json.h"
 #include "Proposal.h"
 #include "Records.h"
-#include "SmartInsert.h"
-#include "Usage.h"
 #include "Wire.h"
 
 #include <QCoroTask>

@@ -14,7 +14,7 @@ QCoro::Task<QStringList> APIClient::setFocus(QStringList terms) {
 QCoro::Task<Usage> APIClient::usage() {
     auto task = authed(QStringLiteral("api/usage"), QByteArrayLiteral("GET"));
     const QByteArray body = co_await std::move(task);
-    co_return Usage::decode(body);
+    co_return decodedReply([&] { return Usage::decode(body); });
 }
 
 QCoro::Task<CreditsSnapshot> APIClient::credits(std::optional<QString> lot) {
@@ -23,13 +23,14 @@ QCoro::Task<CreditsSnapshot> APIClient::credits(std::optional<QString> lot) {
         request.query.push_back({QStringLiteral("lot"), *lot});
     auto task = raw(QByteArrayLiteral("GET"), QStringLiteral("api/ai/credits"), std::move(request));
     const RawReply reply = co_await std::move(task);
-    co_return CreditsSnapshot::decode(checked(reply));
+    const QByteArray body = checked(reply);
+    co_return decodedReply([&] { return CreditsSnapshot::decode(body); });
 }
 
 QCoro::Task<QList<HandledFinding>> APIClient::handledFindings() {
     auto task = authed(QStringLiteral("api/ai/dismiss"), QByteArrayLiteral("GET"));
     const QByteArray body = co_await std::move(task);
-    co_return HandledFinding::decodeList(body);
+    co_return decodedReply([&] { return HandledFinding::decodeList(body); });
 }
 
 QCoro::Task<> APIClient::dismissFinding(QString target, QString finding,

@@ -25,5 +25,5 @@ QCoro::Task<SmartInsertOutcome> APIClient::smartInsert(QString text) {
     auto task =
         authed(QStringLiteral("api/ai/smart-insert"), QByteArrayLiteral("POST"), std::move(body));
     const QByteArray reply = co_await std::move(task);
-    co_return SmartInsert::decode(reply);
+    co_return decodedReply([&] { return SmartInsert::decode(reply); });
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "WireJson.h"
+
 #include <QNetworkReply>
 #include <QString>
 
@@ -51,3 +53,13 @@ private:
 
 // The description the user sees for any failure of the frame.
 QString errorDescription(const std::exception& error);
+
+// Runs one of the model's readers on a reply, its DecodingError becoming APIError::decoding.
+template <typename Read>
+auto decodedReply(Read&& read) -> decltype(read()) {
+    try {
+        return read();
+    } catch (const DecodingError& error) {
+        throw APIError::decoding(error.message());
+    }
+}

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "SecretStore.h"
+#include "Secrets.h"
 
 #include <QCoroTask>
 #include <QString>

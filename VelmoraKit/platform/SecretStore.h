@@ -1,22 +1,10 @@
 #pragma once
 
-#include <QCoroTask>
+#include "Secrets.h"
+
 #include <QHash>
-#include <QString>
 
-#include <optional>
-
-// One secret string per service and account. The Linux implementation talks to the
-// Secret Service over QtKeychain; tests use the in-memory one.
-class SecretStore {
-public:
-    virtual ~SecretStore() = default;
-    virtual QCoro::Task<std::optional<QString>> read(QString service, QString account) = 0;
-    // False when the store refuses (no Secret Service running, locked, denied).
-    virtual QCoro::Task<bool> write(QString service, QString account, QString secret) = 0;
-    virtual QCoro::Task<> remove(QString service, QString account) = 0;
-};
-
+// The keyring over QtKeychain (the Secret Service), and an in-memory one for tests.
 class MemorySecretStore final : public SecretStore {
 public:
     QCoro::Task<std::optional<QString>> read(QString service, QString account) override;

@@ -6,6 +6,7 @@
 #include "OfflineSnapshot.h"
 #include "PendingOp.h"
 #include "Records.h"
+#include "SecretStore.h" // the keyrings a Keychain is made over
 #include "Sync.h"
 
 #include <QCoroTask>

@@ -3,7 +3,9 @@
 // real velmora-server.
 
 #include "Await.h"
+#include "Credits.h"
 #include "Focus.h"
+#include "HandledFindings.h"
 #include "ServerProcess.h"
 #include "Store.h"
 #include "WireFormats.h"
@@ -249,11 +251,11 @@ private Q_SLOTS:
         try {
             snapshotOf(body);
             QFAIL("decoded");
-        } catch (const APIError& e) {
-            QCOMPARE(e.kind(), APIError::Kind::decoding);
-            QCOMPARE(e.body(), error);
+        } catch (const DecodingError& e) {
+            QCOMPARE(e.message(), error);
         }
-        QVERIFY_THROWS_EXCEPTION(APIError, Usage::decode(R"({"open_tasks":-1,"mcp_used_today":0,
+        QVERIFY_THROWS_EXCEPTION(DecodingError,
+                                 Usage::decode(R"({"open_tasks":-1,"mcp_used_today":0,
             "mcp_cap":1})"));
     }
 

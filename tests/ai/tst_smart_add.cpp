@@ -3,6 +3,7 @@
 #include "Clipboard.h"
 #include "ClipboardCapture.h"
 #include "ServerProcess.h"
+#include "SmartInsert.h"
 #include "SpokenAdd.h"
 
 #include <QClipboard>
@@ -116,7 +117,7 @@ private Q_SLOTS:
 
     void decode_data() {
         QTest::addColumn<QByteArray>("body");
-        QTest::addColumn<Outcome>("expected"); // null: APIError::decoding
+        QTest::addColumn<Outcome>("expected"); // null: DecodingError
         const auto refused = [](SmartInsertRefusal why, qint64 used = 0, qint64 cap = 0) {
             return Outcome(SmartInsertRefused{why, used, cap});
         };
@@ -173,9 +174,8 @@ private Q_SLOTS:
             const auto outcome = SmartInsert::decode(body);
             QVERIFY(expected.value);
             QCOMPARE(outcome, *expected.value);
-        } catch (const APIError& error) {
-            QVERIFY2(!expected.value, qPrintable(error.errorDescription()));
-            QCOMPARE(error.kind(), APIError::Kind::decoding);
+        } catch (const DecodingError& error) {
+            QVERIFY2(!expected.value, qPrintable(error.message()));
         }
     }
 

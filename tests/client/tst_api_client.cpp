@@ -7,6 +7,7 @@
 #include "Await.h"
 #include "Keychain.h"
 #include "LoopbackServer.h"
+#include "SecretStore.h"
 #include "TokenParsing.h"
 #include "WireJson.h"
 

@@ -1,5 +1,6 @@
 #include "Await.h"
 #include "Keychain.h"
+#include "SecretStore.h"
 
 #include <QStandardPaths>
 #include <QtTest>
