@@ -22,6 +22,16 @@ namespace {
     throw StorageError(std::string(what) + ": " + (db ? sqlite3_errmsg(db) : "no database"));
 }
 
+// Equal bytes, in a time that depends on the lengths only.
+bool sameInConstantTime(const QByteArray& a, const QByteArray& b) {
+    if (a.size() != b.size())
+        return false;
+    unsigned char differ = 0;
+    for (qsizetype i = 0; i < a.size(); ++i)
+        differ |= static_cast<unsigned char>(a[i] ^ b[i]);
+    return differ == 0;
+}
+
 } // namespace
 
 Storage::Statement::Statement(sqlite3* db, const char* sql)
@@ -292,10 +302,13 @@ std::optional<Storage::User> Storage::findUser(const QString& name) {
 }
 
 std::optional<Storage::User> Storage::userForFingerprint(const QByteArray& fingerprint) {
-    Statement s(m_db, "SELECT u.id, u.name, u.open_cap FROM tokens t JOIN users u "
+    // The index search compares digests, never tokens: what its timing could tell is how far
+    // a guess's SHA-256 agrees with a stored one, which leads no closer to a token. The row
+    // found is still confirmed in constant time, so no early exit depends on a secret.
+    Statement s(m_db, "SELECT u.id, u.name, u.open_cap, t.fingerprint FROM tokens t JOIN users u "
                       "ON u.id = t.user_id WHERE t.fingerprint = ?");
     s.bind(1, fingerprint);
-    if (!s.step())
+    if (!s.step() || !sameInConstantTime(s.bytes(3), fingerprint))
         return std::nullopt;
     User user{s.integer(0), s.text(1), std::nullopt};
     if (!s.isNull(2))
