@@ -6,6 +6,8 @@
 #include "ServerProcess.h"
 #include "Store.h"
 
+#include <QDir>
+#include <QProcess>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -62,8 +64,12 @@ class TestMcp : public QObject {
                 QByteArray::fromStdString(result->get_header_value("WWW-Authenticate"))};
     }
 
-    // One tool call in the path form; gives the CallToolResult.
+    // One tool call in the path form; gives the CallToolResult. With VELMORA_MCP_CLIENTS
+    // naming the installed npm clients, the MCP SDK makes the call, as an agent would.
     JsonValue tool(const QString& name, const JsonValue& arguments) {
+        const QString clients = qEnvironmentVariable("VELMORA_MCP_CLIENTS");
+        if (!clients.isEmpty())
+            return sdkTool(clients, name, arguments);
         const QByteArray body =
             JsonValue::object({{QStringLiteral("jsonrpc"), "2.0"},
                                {QStringLiteral("id"), 7},
@@ -78,6 +84,20 @@ class TestMcp : public QObject {
         const JsonValue json = reply.json();
         const JsonValue* result = json.find(u"result");
         return result ? *result : JsonValue();
+    }
+
+    JsonValue sdkTool(const QString& clients, const QString& name, const JsonValue& arguments) {
+        QProcess node;
+        node.setWorkingDirectory(clients);
+        node.start(QStringLiteral("node"), {QDir(clients).filePath(QStringLiteral("call-tool.mjs")),
+                                            server->baseURL().toString(QUrl::StripTrailingSlash),
+                                            token, name, QString::fromUtf8(arguments.toJson())});
+        if (!node.waitForFinished(60000) || node.exitCode() != 0) {
+            node.kill();
+            qWarning() << "the SDK's call failed:" << node.readAllStandardError();
+            return {};
+        }
+        return JsonValue::parse(node.readAllStandardOutput()).value_or(JsonValue());
     }
 
     static QString text(const JsonValue& result) {
@@ -251,6 +271,7 @@ private Q_SLOTS:
         JsonValue args = JsonValue::object({{QStringLiteral("agent"), "Claude"}});
         args.set(QStringLiteral("deltas"), *JsonValue::parse(deltas.toUtf8()));
         JsonValue filed = tool(QStringLiteral("put_proposal"), args);
+        QVERIFY(filed.isObject());
         QVERIFY2(!filed.find(u"isError"), qPrintable(text(filed)));
         QCOMPARE(filed.find(u"structuredContent")->find(u"kept")->toJson(), QByteArray("[0,1,2]"));
         QVERIFY(text(filed).contains(
@@ -289,6 +310,7 @@ private Q_SLOTS:
 
         // Filed again, the rejected suggestion is reported as filtered; the rest waits.
         filed = tool(QStringLiteral("put_proposal"), args);
+        QVERIFY(filed.isObject());
         QCOMPARE(filed.find(u"structuredContent")->find(u"kept")->toJson(), QByteArray("[0,2]"));
         QVERIFY(text(filed).contains(u"deltas[1] (add \"Newsletter digest\"): filtered, the user "
                                      u"already turned this down"));
