@@ -8,11 +8,27 @@ CreditsPanelModel::CreditsPanelModel(QObject* parent)
 void CreditsPanelModel::setStore(Store* store) {
     if (m_store == store)
         return;
-    QObject::disconnect(m_tokenConnection);
+    for (const auto& connection : m_connections)
+        QObject::disconnect(connection);
+    m_connections.clear();
     m_store = store;
     if (store)
-        m_tokenConnection = connect(store, &Store::hasTokenChanged, this, &CreditsPanelModel::load);
+        m_connections << connect(store, &Store::hasTokenChanged, this, &CreditsPanelModel::load)
+                      << connect(&store->client(), &APIClient::tokenChanged, this,
+                                 &CreditsPanelModel::restart);
     Q_EMIT storeChanged();
+    restart();
+}
+
+void CreditsPanelModel::restart() {
+    ++m_generation;
+    m_snapshot.reset();
+    m_runs.clear();
+    m_expanded.clear();
+    m_fetching.clear();
+    m_loading = false;
+    m_loadFailed = false;
+    Q_EMIT changed();
     load();
 }
 
@@ -71,21 +87,23 @@ void CreditsPanelModel::load() {
 }
 
 QCoro::Task<> CreditsPanelModel::runLoad() {
-    if (!m_store || !m_store->hasToken())
+    // The client's token empties before hasToken falls, while the Store signs out.
+    if (!m_store || !m_store->hasToken() || m_store->client().token().isEmpty() || m_loading)
         co_return;
     QPointer<CreditsPanelModel> self(this);
+    const quint64 generation = m_generation;
     m_loading = true;
     Q_EMIT changed();
     const std::unique_ptr<APIClient> client = m_store->freshClient();
     try {
         auto task = client->credits();
         CreditsSnapshot snapshot = co_await std::move(task);
-        if (!self)
+        if (!self || generation != m_generation)
             co_return;
         m_snapshot = std::move(snapshot);
         m_loadFailed = false;
     } catch (...) {
-        if (!self)
+        if (!self || generation != m_generation)
             co_return;
         m_loadFailed = true;
     }
@@ -109,18 +127,19 @@ QCoro::Task<> CreditsPanelModel::fetchRuns(QString lotId) {
     if (!m_store || m_fetching.contains(lotId))
         co_return;
     QPointer<CreditsPanelModel> self(this);
+    const quint64 generation = m_generation;
     m_fetching.insert(lotId);
     const std::unique_ptr<APIClient> client = m_store->freshClient();
     try {
         auto task = client->credits(lotId);
         CreditsSnapshot reply = co_await std::move(task);
-        if (!self)
+        if (!self || generation != m_generation)
             co_return;
         m_runs.insert(lotId, std::move(reply.runs));
         Q_EMIT changed();
     } catch (...) {
         // No entry: the next opening tries again; meanwhile the row says "Loading…".
     }
-    if (self)
+    if (self && generation == m_generation)
         m_fetching.remove(lotId);
 }

@@ -12,7 +12,8 @@
 #include <optional>
 
 // The Credits tab: the balance and the lots as the server keeps them; a lot's runs are
-// fetched the first time it is opened and kept for the life of the screen.
+// fetched the first time it is opened and kept for the life of the screen, or until the
+// token changes: the figures are one account's, so signing out or in drops them.
 class CreditsPanelModel : public QObject {
     Q_OBJECT
     Q_PROPERTY(Store* store READ store WRITE setStore NOTIFY storeChanged)
@@ -46,6 +47,7 @@ public:
     bool monthly() const;
     QVariantList lots() const;
 
+    // Loads with the Store's token; does nothing while a load runs or without a token.
     Q_INVOKABLE void load();
     // Opens or closes a lot's runs.
     Q_INVOKABLE void toggle(const QString& lotId);
@@ -58,8 +60,13 @@ Q_SIGNALS:
     void changed();
 
 private:
+    // Forgets every figure and answer still on its way, then loads afresh.
+    void restart();
+
     QPointer<Store> m_store;
-    QMetaObject::Connection m_tokenConnection;
+    QList<QMetaObject::Connection> m_connections;
+    // Counts restarts: an answer sent before the last one is dropped.
+    quint64 m_generation = 0;
     std::optional<CreditsSnapshot> m_snapshot;
     QHash<QString, QList<CreditRun>> m_runs;
     QSet<QString> m_expanded;

@@ -26,11 +26,21 @@ void TunePanelModel::setStore(Store* store) {
     if (store) {
         m_connections << connect(store, &Store::documentChanged, this,
                                  &TunePanelModel::stateChanged)
-                      << connect(store, &Store::hasTokenChanged, this,
-                                 &TunePanelModel::loadHandled);
+                      << connect(store, &Store::hasTokenChanged, this, &TunePanelModel::loadHandled)
+                      << connect(&store->client(), &APIClient::tokenChanged, this,
+                                 &TunePanelModel::restart);
     }
     Q_EMIT storeChanged();
     Q_EMIT stateChanged();
+    restart();
+}
+
+void TunePanelModel::restart() {
+    ++m_generation;
+    m_handled.reset();
+    m_handledFailed = false;
+    m_removing.clear();
+    Q_EMIT handledChanged();
     loadHandled();
 }
 
@@ -126,20 +136,22 @@ QCoro::Task<> TunePanelModel::save(QStringList terms) {
 }
 
 QCoro::Task<> TunePanelModel::runLoadHandled() {
-    if (!m_store || !m_store->hasToken())
+    // The client's token empties before hasToken falls, while the Store signs out.
+    if (!m_store || !m_store->hasToken() || m_store->client().token().isEmpty())
         co_return;
     QPointer<TunePanelModel> self(this);
+    const quint64 generation = m_generation;
     m_handledFailed = false;
     Q_EMIT handledChanged();
     const std::unique_ptr<APIClient> client = m_store->freshClient();
     try {
         auto task = client->handledFindings();
         QList<HandledFinding> handled = co_await std::move(task);
-        if (!self)
+        if (!self || generation != m_generation)
             co_return;
         m_handled = std::move(handled);
     } catch (...) {
-        if (!self)
+        if (!self || generation != m_generation)
             co_return;
         m_handledFailed = true;
     }
@@ -155,18 +167,19 @@ QCoro::Task<> TunePanelModel::runLetComeBack(QString id) {
         co_return;
     const HandledFinding finding = *found;
     QPointer<TunePanelModel> self(this);
+    const quint64 generation = m_generation;
     m_removing = id;
     Q_EMIT handledChanged();
     const std::unique_ptr<APIClient> client = m_store->freshClient();
     try {
         auto task = client->undismissFinding(finding.target, finding.finding, std::nullopt);
         co_await std::move(task);
-        if (!self)
+        if (!self || generation != m_generation)
             co_return;
         if (m_handled)
             m_handled->removeIf([&](const HandledFinding& f) { return f.id() == id; });
     } catch (...) {
-        if (!self)
+        if (!self || generation != m_generation)
             co_return;
         m_handledFailed = true;
     }

@@ -10,7 +10,8 @@
 #include <optional>
 
 // The Tune tab: the focus list (changed through the Store) and the findings the briefing
-// leaves alone, read and restored with the screen's own client.
+// leaves alone, read and restored with the screen's own client. The findings are one
+// account's: a change of token drops them and loads them afresh.
 class TunePanelModel : public QObject {
     Q_OBJECT
     Q_PROPERTY(Store* store READ store WRITE setStore NOTIFY storeChanged)
@@ -68,6 +69,8 @@ Q_SIGNALS:
 private:
     QCoro::Task<> save(QStringList terms);
     void setSaving(bool saving);
+    // Forgets the findings and every answer still on its way, then loads afresh.
+    void restart();
 
     QPointer<Store> m_store;
     QList<QMetaObject::Connection> m_connections;
@@ -76,4 +79,6 @@ private:
     std::optional<QList<HandledFinding>> m_handled;
     bool m_handledFailed = false;
     QString m_removing;
+    // Counts restarts: an answer sent before the last one is dropped.
+    quint64 m_generation = 0;
 };

@@ -728,6 +728,23 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(Shell::textItem(main, QStringLiteral("You asked for it")), 2000);
         QCOMPARE(server->pendingFaults(), 99); // one fetch of the lot's runs
         server->clearFaults();
+
+        // The figures are one account's: another token starts afresh, signing out clears.
+        CreditsPanelModel ledger;
+        TunePanelModel tuned;
+        ledger.setStore(store);
+        tuned.setStore(store);
+        QTRY_VERIFY_WITH_TIMEOUT(ledger.total() == 5 && tuned.handledLoaded(), 5000);
+        ledger.toggle(spentLot);
+        QTRY_VERIFY_WITH_TIMEOUT(ledger.lots().value(1).toMap().value("runsLoaded").toBool(), 5000);
+        QVERIFY(await(store->connect(server->createUser(QStringLiteral("tuner2")))));
+        QTRY_VERIFY_WITH_TIMEOUT(ledger.hasSnapshot() && !ledger.loading(), 5000);
+        QCOMPARE(ledger.total(), 1);
+        QCOMPARE(ledger.lots().size(), 1);
+        QVERIFY(!ledger.lots()[0].toMap().value("expanded").toBool());
+        await(store->disconnect());
+        QVERIFY(!ledger.hasSnapshot() && !ledger.loadFailed() && ledger.lots().isEmpty());
+        QVERIFY(!tuned.handledLoaded() && !tuned.handledFailed());
     }
 
     // Rules on screen against the server: made through the form, paused and deleted after
