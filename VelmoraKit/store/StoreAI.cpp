@@ -14,10 +14,12 @@ void Store::setUsage(const std::optional<Usage>& usage) {
 
 QCoro::Task<> Store::refreshUsage() {
     QPointer<Store> self(this);
+    // Figures read with a token since replaced belong to another account, or to none.
+    const QString token = m_client->token();
     try {
         auto task = m_client->usage();
         const Usage usage = co_await std::move(task);
-        if (self)
+        if (self && m_client->token() == token)
             setUsage(usage);
     } catch (...) {
         // Usage is advisory: a failed read keeps the figures shown.
