@@ -766,6 +766,7 @@ private Q_SLOTS:
         QVERIFY(QTest::qWaitForWindowExposed(main, 5000));
         QTRY_VERIFY_WITH_TIMEOUT(store->briefingUnread(), 10000);
         QTRY_VERIFY_WITH_TIMEOUT(Shell::named(main, QStringLiteral("briefingDot")), 2000);
+        screenshot(main, QStringLiteral("briefing-unread"));
         shell.app->prefs()->setBriefingHelpHintDone(false);
         MainWindow* window = shell.app->mainModel();
         window->setAiTab(QStringLiteral("briefing"));
@@ -774,7 +775,7 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(!Shell::named(main, QStringLiteral("briefingDot")), 5000);
         QVERIFY(Shell::named(main, QStringLiteral("focusChip")));
         QVERIFY(Shell::named(main, QStringLiteral("briefingHint")));
-        QCOMPARE(Shell::unnamedControls(main), QStringList());
+        QCOMPARE(Shell::unnamedControls(main).join(u", "), QString());
         QTest::mouseMove(main, QPoint(main->width() - 2, main->height() - 2));
         screenshot(main, QStringLiteral("briefing-light"));
         shell.app->prefs()->setAppearanceText(QStringLiteral("dark"));

@@ -23,6 +23,10 @@ ScrollView {
         prefs: app.prefs
     }
 
+    // A button named by its label for screen readers, as Fusion's own isn't.
+    component Act: Button {
+        Accessible.name: text
+    }
     component Caption: Label {
         font.pixelSize: Style.smallFont
         font.weight: Font.DemiBold
@@ -99,13 +103,13 @@ ScrollView {
             RowLayout {
                 Layout.fillWidth: true
                 spacing: Style.spacing
-                Button {
+                Act {
                     objectName: "runBriefing"
                     text: panel.running ? "Asking…" : "New briefing · 1 credit"
                     enabled: !panel.running && store.hasToken
                     onClicked: panel.run()
                 }
-                Button {
+                Act {
                     objectName: "refreshBriefing"
                     text: "Refresh"
                     ToolTip.visible: hovered
@@ -230,10 +234,11 @@ ScrollView {
                                     spacing: Style.spacing
                                     Repeater {
                                         model: card.modelData.buttons
-                                        delegate: Button {
+                                        delegate: Act {
                                             required property var modelData
                                             objectName: "card " + modelData.label
                                             text: modelData.label
+                                            Accessible.name: modelData.label + ", " + card.modelData.title
                                             onClicked: panel.press(section.modelData.kind,
                                                                    card.modelData.target,
                                                                    modelData.disposition)
@@ -272,7 +277,7 @@ ScrollView {
                             textFormat: Text.PlainText
                             wrapMode: Text.WordWrap
                         }
-                        Button {
+                        Act {
                             objectName: "observationToggle"
                             visible: remark.modelData.toggle !== ""
                             flat: true
@@ -301,7 +306,7 @@ ScrollView {
                             spacing: Style.spacing
                             Repeater {
                                 model: remark.modelData.buttons
-                                delegate: Button {
+                                delegate: Act {
                                     required property var modelData
                                     objectName: "observation " + modelData.label
                                     text: modelData.label
@@ -343,7 +348,7 @@ ScrollView {
                 text: panel.readLine
                 font.pixelSize: Style.smallFont
             }
-            Button {
+            Act {
                 objectName: "pastBriefings"
                 flat: true
                 text: "Past briefings"
@@ -356,7 +361,7 @@ ScrollView {
             visible: panel.mode === "history"
             Layout.fillWidth: true
             spacing: Style.spacing
-            Button {
+            Act {
                 objectName: "latestBriefing"
                 flat: true
                 text: "‹ Latest briefing"
@@ -409,7 +414,7 @@ ScrollView {
             visible: panel.mode === "past"
             Layout.fillWidth: true
             spacing: Style.spacing
-            Button {
+            Act {
                 objectName: "backToHistory"
                 flat: true
                 text: "‹ Past briefings"
