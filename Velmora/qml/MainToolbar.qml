@@ -76,7 +76,7 @@ Rectangle {
                 height: 7
                 radius: 3.5
                 color: Style.accent
-                anchors { top: parent.top; right: parent.right; topMargin: 2; rightMargin: 2 }
+                anchors { top: parent.top; right: parent.right; topMargin: 1; rightMargin: -5 }
             }
         }
         IconButton {

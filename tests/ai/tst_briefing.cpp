@@ -232,6 +232,15 @@ private Q_SLOTS:
         QTest::newRow("summary") << BriefingPanelWords::summary(briefing)
                                  << "3 findings · 1 observations";
         QTest::newRow("unreadable") << BriefingPanelWords::summary({}) << "Couldn't be read";
+        // Answered on another device, or here: the briefing is dealt with once both are.
+        BriefingBody body;
+        body.critical = {BriefingFinding{"a", "why", QStringLiteral("ignore")}};
+        body.observations = {BriefingObservation{"s", "text", {}, {}}};
+        const QHash<QString, QString> here{{QStringLiteral("observation:s"), "gotIt"}};
+        QTest::newRow("dealt with")
+            << QVariant(BriefingPanelWords::dealtWith(body, here)).toString() << "true";
+        QTest::newRow("one left") << QVariant(BriefingPanelWords::dealtWith(body, {})).toString()
+                                  << "false";
         QTest::newRow("one task") << BriefingPanelWords::readLine(1) << "Read 1 open task.";
         QTest::newRow("no count") << BriefingPanelWords::readLine({}) << "";
         const QDate today(2026, 3, 4);
