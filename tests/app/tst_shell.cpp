@@ -784,6 +784,13 @@ private Q_SLOTS:
         Shell::click(Shell::textItem(main, QStringLiteral("Got it")));
         QTRY_VERIFY_WITH_TIMEOUT(!Shell::named(main, QStringLiteral("briefingHint")), 2000);
         QVERIFY(shell.app->prefs()->briefingHelpHintDone());
+        // The footer's button sits below the fold; the model takes the press.
+        QObject* panel =
+            Shell::named(main, QStringLiteral("briefingTab"))->property("model").value<QObject*>();
+        QVERIFY(QMetaObject::invokeMethod(panel, "showHistory"));
+        QTRY_VERIFY_WITH_TIMEOUT(Shell::named(main, QStringLiteral("historyRow")), 5000);
+        QVERIFY(Shell::textItem(main, QStringLiteral("3 findings · 0 observations")));
+        screenshot(main, QStringLiteral("briefing-history"));
     }
 
     void rulesAreMadePausedAndDeleted() {
