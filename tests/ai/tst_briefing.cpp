@@ -295,6 +295,15 @@ private Q_SLOTS:
         await(rig.store.refresh(false));
         QCOMPARE(rig.store.document().items.size(), 6);
 
+        // Before any run: nothing to show, or the all-clear the debug switch asks for.
+        BriefingPanelModel before;
+        before.setStore(&rig.store);
+        QTRY_VERIFY_WITH_TIMEOUT(!before.loading(), 5000);
+        QCOMPARE(before.state(), QStringLiteral("none"));
+        qputenv("VL_DEBUG_BRIEFING", "clear");
+        QCOMPARE(before.state(), QStringLiteral("clear"));
+        qunsetenv("VL_DEBUG_BRIEFING");
+
         // The run is accepted at once; the watch sees it land a moment later.
         const auto api = rig.store.freshClient();
         QCOMPARE(await(api->raw("POST", QStringLiteral("api/ai/briefing"))).status, 202);
