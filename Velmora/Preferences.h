@@ -45,6 +45,9 @@ class Preferences : public QObject {
     // The right pane's share of the main window, kept across launches.
     Q_PROPERTY(
         double paneFraction READ paneFraction WRITE setPaneFraction NOTIFY paneFractionChanged)
+    // The briefing's "New to briefings?" hint was closed.
+    Q_PROPERTY(bool briefingHelpHintDone READ briefingHelpHintDone WRITE setBriefingHelpHintDone
+                   NOTIFY briefingHelpHintDoneChanged)
 
 public:
     // Reads the five keys. `settings` and `loginItems` outlive this object.
@@ -70,6 +73,9 @@ public:
     // Clamped to the split's range before it is stored.
     void setPaneFraction(double fraction);
 
+    bool briefingHelpHintDone() const;
+    void setBriefingHelpHintDone(bool value);
+
     // The choices for the appearance picker, in order: [{value, label}].
     Q_INVOKABLE QVariantList appearanceChoices() const;
 
@@ -80,6 +86,7 @@ Q_SIGNALS:
     void dailyReminderChanged();
     void reminderHourChanged();
     void paneFractionChanged();
+    void briefingHelpHintDoneChanged();
 
 private:
     void applyLaunchAtLogin();

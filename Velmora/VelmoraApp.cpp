@@ -1,6 +1,7 @@
 #include "VelmoraApp.h"
 
 #include "AppEnvironment.h"
+#include "BriefingPanelModel.h"
 #include "DraftEditor.h"
 #include "HelpPages.h"
 #include "ItemEditor.h"
@@ -125,6 +126,7 @@ QCoro::Task<bool> VelmoraApp::start() {
     ReviewPaneModel::registerType();
     RulesViewModel::registerType();
     TunePanelModel::registerType();
+    BriefingPanelModel::registerType();
     HelpPages::registerType();
     DraftEditor::registerType();
     m_engine = std::make_unique<QQmlApplicationEngine>();
@@ -170,6 +172,13 @@ QCoro::Task<bool> VelmoraApp::start() {
 
     m_delegate->launch();
     openMainWindow();
+    // The briefing's unread mark is read at launch and each time the main window comes up.
+    m_store->refreshLatestBriefing();
+    connect(m_mainWindow, &QWindow::visibleChanged, m_store.get(),
+            [store = m_store.get()](bool visible) {
+                if (visible)
+                    store->refreshLatestBriefing();
+            });
     if (!m_store->hasToken() && !m_options.tokenFile.isEmpty())
         connectFromTokenFile();
     Q_EMIT started();

@@ -68,6 +68,16 @@ Rectangle {
             text: mainWindow.aiButtonLabel
             toolTipText: mainWindow.aiButtonToolTip
             onClicked: mainWindow.openAI()
+            // A briefing the user hasn't opened yet.
+            Rectangle {
+                objectName: "briefingDot"
+                visible: store.briefingUnread
+                width: 7
+                height: 7
+                radius: 3.5
+                color: Style.accent
+                anchors { top: parent.top; right: parent.right; topMargin: 1; rightMargin: -5 }
+            }
         }
         IconButton {
             objectName: "peopleButton"

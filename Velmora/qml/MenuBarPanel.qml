@@ -121,6 +121,16 @@ VWindow {
                 visible: store.hasToken
                 text: "Briefing"
                 onClicked: { window.hide(); app.openAI() }
+                Accessible.name: store.briefingUnread ? "Briefing, new" : "Briefing"
+                Rectangle {
+                    objectName: "panelBriefingDot"
+                    visible: store.briefingUnread
+                    width: 7
+                    height: 7
+                    radius: 3.5
+                    color: Style.accent
+                    anchors { top: parent.top; right: parent.right; topMargin: 3; rightMargin: 3 }
+                }
             }
             PanelButton {
                 visible: store.hasToken

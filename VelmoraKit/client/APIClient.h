@@ -2,6 +2,7 @@
 
 #include "AIRecords.h"
 #include "APIError.h"
+#include "Briefing.h"
 #include "Json.h"
 #include "Proposal.h"
 #include "Records.h"
@@ -161,6 +162,20 @@ public:
                                  std::optional<QString> briefingId);
     QCoro::Task<> undismissFinding(QString target, QString finding,
                                    std::optional<QString> briefingId);
+
+    // The daily briefing (APIClientBriefing.cpp). Dates read in any of the briefing's three
+    // forms; a body that doesn't decode throws APIError::decoding.
+    QCoro::Task<BriefingRead> briefingRead();
+    QCoro::Task<std::optional<Briefing>> briefing();
+    // Asks for a run and returns once it is accepted, not when it lands. A refusal in the
+    // body throws BriefingRefused whatever the status; 401 APIError::unauthorised; any
+    // other failing status APIError::server.
+    QCoro::Task<> runBriefing();
+    QCoro::Task<QList<Briefing>> briefingHistory();
+    QCoro::Task<> markBriefingSeen();
+    QCoro::Task<> dismissFinding(QString target, BriefingKind finding,
+                                 std::optional<QString> disposition,
+                                 std::optional<QString> briefingId);
 
 Q_SIGNALS:
     void tokenChanged();

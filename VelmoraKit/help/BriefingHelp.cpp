@@ -131,4 +131,37 @@ QList<HelpCardData> page(bool showsSwipes) {
     return cards;
 }
 
+namespace {
+struct DispositionWords {
+    const char16_t* disposition;
+    const char16_t* label;
+    const char16_t* record;
+};
+constexpr DispositionWords dispositionWords[] = {
+    {Dispositions::doToday, Labels::doToday, u"Flagged"},
+    {Dispositions::chase, Labels::chase, u"Chased"},
+    {Dispositions::escalate, Labels::escalate, u"Escalated"},
+    {Dispositions::drop, Labels::drop, u"Dropped"},
+    {Dispositions::ignore, Labels::ignore, u"Ignored"},
+    {Dispositions::gotIt, Labels::gotIt, u"Got it"},
+    {Dispositions::stopTelling, Labels::stopTelling, u"Stop telling me"},
+};
+const DispositionWords* wordsOf(const QString& disposition) {
+    for (const DispositionWords& row : dispositionWords)
+        if (disposition == QStringView(row.disposition))
+            return &row;
+    return nullptr;
+}
+} // namespace
+
+std::optional<QString> dispositionLabel(const QString& disposition) {
+    const DispositionWords* row = wordsOf(disposition);
+    return row ? std::optional(QString::fromUtf16(row->label)) : std::nullopt;
+}
+
+std::optional<QString> historyWord(const QString& disposition) {
+    const DispositionWords* row = wordsOf(disposition);
+    return row ? std::optional(QString::fromUtf16(row->record)) : std::nullopt;
+}
+
 } // namespace BriefingHelp

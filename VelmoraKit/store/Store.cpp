@@ -208,6 +208,9 @@ QCoro::Task<> Store::disconnect() {
     setOffline(false);
     setPendingConflict(std::nullopt);
     setUsage(std::nullopt); // the figures were the account's
+    stopWatchingForBriefing();
+    setLatestBriefingAt(std::nullopt);
+    setBriefingUnread(false);
     m_saveTimer.stop();
     m_disk.clear();
 }
@@ -357,10 +360,6 @@ void Store::pathUpdated(bool satisfied) {
 // --- hooks ---
 
 void Store::refreshShared() {}
-
-QCoro::Task<> Store::refreshLatestBriefing() {
-    co_return;
-}
 
 QCoro::Task<> Store::runExclusive(std::function<QCoro::Task<>(Store&)> work) {
     // The job holds the Store weakly: it does nothing once the Store is gone.

@@ -15,6 +15,7 @@
 #include <QPointer>
 #include <QTimer>
 
+#include <chrono>
 #include <functional>
 #include <optional>
 
@@ -37,6 +38,9 @@ class Store : public QObject {
     Q_PROPERTY(ViewState* view READ view CONSTANT)
     Q_PROPERTY(bool canUndoDelete READ canUndoDelete NOTIFY isOfflineChanged)
     Q_PROPERTY(QStringList focus READ focus NOTIFY documentChanged)
+    Q_PROPERTY(bool briefingUnread READ briefingUnread NOTIFY briefingUnreadChanged)
+    Q_PROPERTY(bool briefingRunning READ briefingRunning NOTIFY briefingRunningChanged)
+    Q_PROPERTY(bool briefingJustLanded READ briefingJustLanded NOTIFY briefingJustLandedChanged)
 
 public:
     // `client` is given with the token the keychain held at launch (or none). The snapshot
@@ -182,6 +186,28 @@ public:
     // old list back and reports in lastError. The caller cleans the list first.
     QCoro::Task<> setFocus(QStringList terms);
 
+    // --- the daily briefing (StoreBriefing.cpp) ---
+    // `createdAt` of the newest briefing this Store has seen; null when none.
+    const std::optional<QDateTime>& latestBriefingAt() const { return m_latestBriefingAt; }
+    bool briefingRunning() const { return m_briefingRunning; }
+    // A watch saw a newer briefing; stays until clearBriefingLanded.
+    bool briefingJustLanded() const { return m_briefingJustLanded; }
+    bool isWatchingForBriefing() const { return m_briefingWatch != nullptr; }
+    // Asks for a run (failing as the run does), then watches for its result.
+    QCoro::Task<> startBriefing();
+    // Up to 24 polls of the newest briefing, one interval apart, until one other than
+    // `newerThan` shows. A new watch replaces the one running.
+    void watchForBriefing(std::optional<QDateTime> newerThan);
+    void stopWatchingForBriefing();
+    void clearBriefingLanded();
+    // Clears the unread mark at once, then tells the server; a failure is dropped.
+    QCoro::Task<> markBriefingSeen();
+    // Tests shorten the five seconds between polls.
+    void setBriefingPollInterval(std::chrono::milliseconds interval) {
+        m_briefingPollInterval = interval;
+    }
+    static constexpr int briefingPolls = 24;
+
 Q_SIGNALS:
     void documentChanged();
     void isLoadingChanged();
@@ -198,6 +224,10 @@ Q_SIGNALS:
     void selectionChanged();
     void proposalChanged();
     void usageChanged();
+    void latestBriefingAtChanged();
+    void briefingUnreadChanged();
+    void briefingRunningChanged();
+    void briefingJustLandedChanged();
     // Internal: the exclusive job in flight has ended.
     void inFlightFinished();
     // Internal: an add's send has ended, with or without a server id.
@@ -247,6 +277,11 @@ private:
     void setSyncedVersion(qint64 version);
     void setProposal(const std::optional<Proposal>& proposal);
     void setUsage(const std::optional<Usage>& usage);
+    void setLatestBriefingAt(const std::optional<QDateTime>& at);
+    void setBriefingUnread(bool value);
+    void setBriefingRunning(bool value);
+    void setBriefingJustLanded(bool value);
+    friend class BriefingWatch;
 
     APIClient* m_client;
     OfflineDisk m_disk;
@@ -286,4 +321,11 @@ private:
     int m_flashDurationMs = 2600;
 
     mutable ViewState m_view{this};
+
+    std::optional<QDateTime> m_latestBriefingAt;
+    bool m_briefingRunning = false;
+    bool m_briefingJustLanded = false;
+    // The watch, a child of this Store: cancelled by deleting it.
+    QPointer<QObject> m_briefingWatch;
+    std::chrono::milliseconds m_briefingPollInterval{5000};
 };

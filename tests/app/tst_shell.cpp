@@ -749,6 +749,67 @@ private Q_SLOTS:
 
     // Rules on screen against the server: made through the form, paused and deleted after
     // the question, each seen in the server's document.
+    // The Briefing tab on a fresh briefing: the unread dot until the tab opens, the cards,
+    // and the hint closed for good.
+    void briefingTab() {
+        QTemporaryDir tokens;
+        const QString user = QStringLiteral("briefer");
+        const QString tokenFile = tokenFileFor(*server, tokens, user);
+        WireDocument document;
+        const QString today = LocalDay::string(QDateTime::currentDateTime());
+        const QString old = QDateTime::currentDateTimeUtc().addDays(-40).toString(Qt::ISODate);
+        for (const auto& [title, section, source] :
+             {std::tuple{"Send the Acme invoice", Section::action, ""},
+              std::tuple{"Contract back from legal", Section::waiting, "Dana Whitfield"},
+              std::tuple{"Old idea for the offsite", Section::note, ""}}) {
+            WireItem item;
+            item.id = QString::fromUtf8(title);
+            item.title = item.id;
+            item.section = section;
+            item.source = *source ? std::optional(QString::fromUtf8(source)) : std::nullopt;
+            item.due = section == Section::note ? std::nullopt : std::optional(today);
+            item.priority = section == Section::action ? Priority::high : Priority::low;
+            item.createdAt = old;
+            document.items << item;
+        }
+        document.focus = {QStringLiteral("Acme")};
+        server->replaceDocument(user, document);
+        QCOMPARE(server->admin("POST", QStringLiteral("/admin/users/briefer/briefing")).status,
+                 200);
+        Shell shell(*server, tokenFile);
+        Store* store = shell.app->store();
+        QQuickWindow* main = shell.app->mainWindow();
+        main->resize(1180, 760);
+        QVERIFY(QTest::qWaitForWindowExposed(main, 5000));
+        QTRY_VERIFY_WITH_TIMEOUT(store->briefingUnread(), 10000);
+        QTRY_VERIFY_WITH_TIMEOUT(Shell::named(main, QStringLiteral("briefingDot")), 2000);
+        screenshot(main, QStringLiteral("briefing-unread"));
+        shell.app->prefs()->setBriefingHelpHintDone(false);
+        MainWindow* window = shell.app->mainModel();
+        window->setAiTab(QStringLiteral("briefing"));
+        window->openAI();
+        QTRY_VERIFY_WITH_TIMEOUT(Shell::named(main, QStringLiteral("findingCard")), 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(!Shell::named(main, QStringLiteral("briefingDot")), 5000);
+        QVERIFY(Shell::named(main, QStringLiteral("focusChip")));
+        QVERIFY(Shell::named(main, QStringLiteral("briefingHint")));
+        QCOMPARE(Shell::unnamedControls(main).join(u", "), QString());
+        QTest::mouseMove(main, QPoint(main->width() - 2, main->height() - 2));
+        screenshot(main, QStringLiteral("briefing-light"));
+        shell.app->prefs()->setAppearanceText(QStringLiteral("dark"));
+        screenshot(main, QStringLiteral("briefing-dark"));
+        shell.app->prefs()->setAppearanceText(QStringLiteral("light"));
+        Shell::click(Shell::textItem(main, QStringLiteral("Got it")));
+        QTRY_VERIFY_WITH_TIMEOUT(!Shell::named(main, QStringLiteral("briefingHint")), 2000);
+        QVERIFY(shell.app->prefs()->briefingHelpHintDone());
+        // The footer's button sits below the fold; the model takes the press.
+        QObject* panel =
+            Shell::named(main, QStringLiteral("briefingTab"))->property("model").value<QObject*>();
+        QVERIFY(QMetaObject::invokeMethod(panel, "showHistory"));
+        QTRY_VERIFY_WITH_TIMEOUT(Shell::named(main, QStringLiteral("historyRow")), 5000);
+        QVERIFY(Shell::textItem(main, QStringLiteral("3 findings · 0 observations")));
+        screenshot(main, QStringLiteral("briefing-history"));
+    }
+
     void rulesAreMadePausedAndDeleted() {
         QTemporaryDir tokens;
         const QString user = QStringLiteral("ruler");

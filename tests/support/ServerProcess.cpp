@@ -87,6 +87,9 @@ void ServerProcess::start() {
                      QString::number(m_port), QStringLiteral("--admin-file"), adminFile,
                      // A briefing lands at once rather than after the demo's pause.
                      QStringLiteral("--briefing-delay-ms"), QStringLiteral("0")};
+    // A later flag wins: a run that takes a moment, for tests of waiting for it.
+    if (m_options.briefingDelayMs > 0)
+        args << QStringLiteral("--briefing-delay-ms") << QString::number(m_options.briefingDelayMs);
     if (m_options.demo)
         args << QStringLiteral("--demo") << QStringLiteral("--token-file") << tokenFile;
 

@@ -33,6 +33,8 @@ public:
         QString databasePath;
         // Seed the demo account (`serve --demo`); its token is demoToken().
         bool demo = false;
+        // How long an asked-for briefing takes to land; 0 lands it at once.
+        int briefingDelayMs = 0;
     };
 
     ServerProcess();

@@ -75,5 +75,6 @@ ColumnLayout {
         target: tabLoader.item
         ignoreUnknownSignals: true
         function onBack() { ai.helping = false }
+        function onHelp() { ai.helping = true }
     }
 }

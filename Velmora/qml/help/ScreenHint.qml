@@ -50,6 +50,7 @@ Rectangle {
         }
         Button {
             text: "Got it"
+            Accessible.name: text
             onClicked: hint.dismissed()
         }
     }
