@@ -4,6 +4,7 @@
 #include "BriefingAction.h"
 #include "BriefingPanelModel.h"
 #include "BriefingVectors.h"
+#include "HandledFindings.h"
 #include "StoreRig.h"
 #include "WireJson.h"
 
