@@ -322,12 +322,6 @@ private Q_SLOTS:
         QVERIFY(timer.elapsed() < 1400);
     }
 
-    void connectionRefused() {
-        APIClient client(refusedURL(), token);
-        QCOMPARE(outcome(client.version()),
-                 QStringLiteral("transport %1").arg(int(QNetworkReply::ConnectionRefusedError)));
-    }
-
     void tokenParsing_data() {
         QTest::addColumn<QString>("input");
         QTest::addColumn<OptString>("expected");
@@ -387,10 +381,6 @@ private Q_SLOTS:
         QCOMPARE(Environment::keychainService(env), service);
         if (env)
             QCOMPARE(Environment::baseURL(*env).scheme(), QStringLiteral("https"));
-    }
-
-    void unresolvedBaseIsUnreachable() {
-        QVERIFY(Environment::unresolvedBaseURL().host().endsWith(QStringLiteral(".invalid")));
     }
 
     void serverOverride_data() {
