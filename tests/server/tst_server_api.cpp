@@ -269,7 +269,8 @@ private Q_SLOTS:
             "reason");
         row("resolve with nothing pending", "resolveProposal",
             R"([{"created_at":"2026-01-01T00:00:00Z","accepted":[],"rejected":[]}])", 409);
-        row("resolve without an object", "resolveProposal", R"(["x"])", 400);
+        row("resolve without an object", "resolveProposal", R"(["x"])", 400, "object");
+        row("resolve without arguments", "resolveProposal", "[]", 400, "object");
     }
 
     void refusals() {
