@@ -210,69 +210,7 @@ private Q_SLOTS:
     void filing_data(); // below the class, as badInput_data
     void filing();
 
-    void refusals_data() {
-        QTest::addColumn<QString>("method");
-        QTest::addColumn<QByteArray>("arguments"); // ITEM and RULE stand for real ids
-        QTest::addColumn<int>("status");
-        QTest::addColumn<QString>("mentions");
-
-        auto row = [](const char* name, const char* method, const char* arguments, int status,
-                      const char* mentions = "") {
-            QTest::newRow(name) << QString::fromLatin1(method) << QByteArray(arguments) << status
-                                << QString::fromLatin1(mentions);
-        };
-        row("unknown method", "frobnicate", "[]", 400, "frobnicate");
-        row("status of unknown item", "setItemStatus", R"(["nope", true])", 404, "nope");
-        row("status not a boolean", "setItemStatus", R"(["ITEM", "yes"])", 400, "boolean");
-        row("status without flag", "setItemStatus", R"(["ITEM"])", 400);
-        row("update unknown item", "updateItem", R"(["nope", {}])", 404);
-        row("update with bad priority", "updateItem", R"(["ITEM", {"priority":"urgent"}])", 400,
-            "priority");
-        row("update clearing the title", "updateItem", R"(["ITEM", {"title":null}])", 400, "title");
-        row("update with a number title", "updateItem", R"(["ITEM", {"title":7}])", 400, "title");
-        row("update with impossible day", "updateItem", R"(["ITEM", {"due":"2026-02-30"}])", 400,
-            "due");
-        row("update with a mail link", "updateItem",
-            R"(["ITEM", {"links":[{"label":"a","url":"mailto:a@b.c"}]}])", 400, "links");
-        row("update with a non-object", "updateItem", R"(["ITEM", "x"])", 400);
-        row("add without a title", "addItem", R"([{"section":"action"}])", 400, "title");
-        row("add with a blank title", "addItem", R"([{"title":"  ","section":"action"}])", 400);
-        row("add to an unknown section", "addItem", R"([{"title":"x","section":"later"}])", 400,
-            "section");
-        row("add without arguments", "addItem", "[]", 400);
-        row("delete an unknown kind", "softDelete", R"(["rule", "ITEM"])", 400, "rule");
-        row("delete an unknown item", "softDelete", R"(["item", "nope"])", 404);
-        row("restore an unknown item", "restore", R"(["item", "nope"])", 404);
-        row("settings of the wrong type", "updateSettings", R"([{"hide_done":"yes"}])", 400,
-            "hide_done");
-        row("focus that is no list", "setFocus", R"(["Dana"])", 400);
-        row("focus with a number", "setFocus", R"([["Dana", 1]])", 400);
-        row("rule on an unknown field", "addRule",
-            R"([{"action":"exclude","match":{"op":"all","conditions":[{"field":"colour",
-                 "op":"equals","value":["red"]}]},"params":{},"reason":"r"}])",
-            400, "colour");
-        row("rule without a reason", "addRule",
-            R"([{"action":"exclude","match":{"op":"all","conditions":[]},"params":{}}])", 400,
-            "reason");
-        row("update an unknown rule", "updateRule", R"(["nope", {"status":"paused"}])", 404);
-        row("rule with a bad status", "updateRule", R"(["RULE", {"status":"sleeping"}])", 400,
-            "sleeping");
-        row("delete an unknown rule", "deleteRule", R"(["nope"])", 404);
-        // LONG stands for 32768 characters, one past the cap on free text; LINKS for 21 links.
-        row("title over the cap", "addItem", R"([{"title":"LONG","section":"action"}])", 400,
-            "title");
-        row("note over the cap", "updateItem", R"(["ITEM", {"note":"LONG"}])", 400, "note");
-        row("too many links", "updateItem", R"(["ITEM", {"links":[LINKS]}])", 400, "links");
-        row("link label over the cap", "updateItem",
-            R"(["ITEM", {"links":[{"label":"LONG","url":"https://a.b"}]}])", 400, "label");
-        row("rule reason over the cap", "updateRule", R"(["RULE", {"reason":"LONG"}])", 400,
-            "reason");
-        row("resolve with nothing pending", "resolveProposal",
-            R"([{"created_at":"2026-01-01T00:00:00Z","accepted":[],"rejected":[]}])", 409);
-        row("resolve without an object", "resolveProposal", R"(["x"])", 400, "object");
-        row("resolve without arguments", "resolveProposal", "[]", 400, "object");
-    }
-
+    void refusals_data(); // below the class, as badInput_data
     void refusals() {
         QFETCH(QString, method);
         QFETCH(QByteArray, arguments);
@@ -284,8 +222,7 @@ private Q_SLOTS:
                                                     "conditions":[]},"params":{},"reason":"r"}])")))
                                  .find(u"id")
                                  ->toString();
-        const QByteArray link = R"({"label":"a","url":"https:)"
-                                "//a.b\"}";
+        const QByteArray link = "{\"label\":\"a\",\"url\":\"https:\\/\\/a.b\"}";
         arguments.replace("ITEM", item.toUtf8())
             .replace("RULE", rule.toUtf8())
             .replace("LONG", QByteArray(32768, 'x'))
@@ -536,6 +473,67 @@ void TestServerApi::filing() {
              filed.body.constData());
     QCOMPARE(server->document(user).version, before);
     QCOMPARE(proposal->createdAtRaw.value_or(QString()), earlier);
+}
+
+void TestServerApi::refusals_data() {
+    QTest::addColumn<QString>("method");
+    QTest::addColumn<QByteArray>("arguments"); // ITEM and RULE stand for real ids
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QString>("mentions");
+
+    auto row = [](const char* name, const char* method, const char* arguments, int status,
+                  const char* mentions = "") {
+        QTest::newRow(name) << QString::fromLatin1(method) << QByteArray(arguments) << status
+                            << QString::fromLatin1(mentions);
+    };
+    row("unknown method", "frobnicate", "[]", 400, "frobnicate");
+    row("status of unknown item", "setItemStatus", R"(["nope", true])", 404, "nope");
+    row("status not a boolean", "setItemStatus", R"(["ITEM", "yes"])", 400, "boolean");
+    row("status without flag", "setItemStatus", R"(["ITEM"])", 400);
+    row("update unknown item", "updateItem", R"(["nope", {}])", 404);
+    row("update with bad priority", "updateItem", R"(["ITEM", {"priority":"urgent"}])", 400,
+        "priority");
+    row("update clearing the title", "updateItem", R"(["ITEM", {"title":null}])", 400, "title");
+    row("update with a number title", "updateItem", R"(["ITEM", {"title":7}])", 400, "title");
+    row("update with impossible day", "updateItem", R"(["ITEM", {"due":"2026-02-30"}])", 400,
+        "due");
+    row("update with a mail link", "updateItem",
+        R"(["ITEM", {"links":[{"label":"a","url":"mailto:a@b.c"}]}])", 400, "links");
+    row("update with a non-object", "updateItem", R"(["ITEM", "x"])", 400);
+    row("add without a title", "addItem", R"([{"section":"action"}])", 400, "title");
+    row("add with a blank title", "addItem", R"([{"title":"  ","section":"action"}])", 400);
+    row("add to an unknown section", "addItem", R"([{"title":"x","section":"later"}])", 400,
+        "section");
+    row("add without arguments", "addItem", "[]", 400);
+    row("delete an unknown kind", "softDelete", R"(["rule", "ITEM"])", 400, "rule");
+    row("delete an unknown item", "softDelete", R"(["item", "nope"])", 404);
+    row("restore an unknown item", "restore", R"(["item", "nope"])", 404);
+    row("settings of the wrong type", "updateSettings", R"([{"hide_done":"yes"}])", 400,
+        "hide_done");
+    row("focus that is no list", "setFocus", R"(["Dana"])", 400);
+    row("focus with a number", "setFocus", R"([["Dana", 1]])", 400);
+    row("rule on an unknown field", "addRule",
+        R"([{"action":"exclude","match":{"op":"all","conditions":[{"field":"colour",
+             "op":"equals","value":["red"]}]},"params":{},"reason":"r"}])",
+        400, "colour");
+    row("rule without a reason", "addRule",
+        R"([{"action":"exclude","match":{"op":"all","conditions":[]},"params":{}}])", 400,
+        "reason");
+    row("update an unknown rule", "updateRule", R"(["nope", {"status":"paused"}])", 404);
+    row("rule with a bad status", "updateRule", R"(["RULE", {"status":"sleeping"}])", 400,
+        "sleeping");
+    row("delete an unknown rule", "deleteRule", R"(["nope"])", 404);
+    // LONG stands for 32768 characters, one past the cap on free text; LINKS for 21 links.
+    row("title over the cap", "addItem", R"([{"title":"LONG","section":"action"}])", 400, "title");
+    row("note over the cap", "updateItem", R"(["ITEM", {"note":"LONG"}])", 400, "note");
+    row("too many links", "updateItem", R"(["ITEM", {"links":[LINKS]}])", 400, "links");
+    row("link label over the cap", "updateItem",
+        R"(["ITEM", {"links":[{"label":"LONG","url":"https:\/\/a.b"}]}])", 400, "label");
+    row("rule reason over the cap", "updateRule", R"(["RULE", {"reason":"LONG"}])", 400, "reason");
+    row("resolve with nothing pending", "resolveProposal",
+        R"([{"created_at":"2026-01-01T00:00:00Z","accepted":[],"rejected":[]}])", 409);
+    row("resolve without an object", "resolveProposal", R"(["x"])", 400, "object");
+    row("resolve without arguments", "resolveProposal", "[]", 400, "object");
 }
 
 void TestServerApi::badInput_data() {
