@@ -162,14 +162,6 @@ private Q_SLOTS:
         }
     }
 
-    void emptyProposalHasNoMetadata() {
-        const auto p = ProposalFormat::readReply(R"({"result":{"deltas":[]}})");
-        QVERIFY(p);
-        QCOMPARE(*p, Proposal{});
-        QCOMPARE(p->agentName(), QStringLiteral("Your AI agent"));
-        QCOMPARE(p->agentNameLowercased(), QStringLiteral("your AI agent"));
-    }
-
     void unknownKindKeepsItsJson() {
         const auto p = ProposalFormat::readReply(
             reply(R"({"kind":"complete","item_id":"a"},{"kind":"remove","item_id":"b"},
@@ -206,6 +198,8 @@ private Q_SLOTS:
         QTest::newRow("not a date") << QByteArray(R"("created_at":"yesterday","agent":null,)")
                                     << "yesterday" << QDateTime() << "Your AI agent"
                                     << "your AI agent";
+        QTest::newRow("none") << QByteArray() << QString() << QDateTime() << "Your AI agent"
+                              << "your AI agent";
         QTest::newRow("not a string") << QByteArray(R"("created_at":5,"agent":3,)") << QString()
                                       << QDateTime() << "Your AI agent"
                                       << "your AI agent";

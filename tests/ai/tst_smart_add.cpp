@@ -73,9 +73,14 @@ SmartAdd::Call fakeCall(Outcome outcome, std::shared_ptr<QStringList> sent, int 
 
 class TestSmartAdd : public QObject {
     Q_OBJECT
+    std::unique_ptr<ServerProcess> server; // one for every call against the real server
 
 private Q_SLOTS:
-    void initTestCase() { QStandardPaths::setTestModeEnabled(true); }
+    void initTestCase() {
+        QStandardPaths::setTestModeEnabled(true);
+        server = std::make_unique<ServerProcess>();
+    }
+    void cleanupTestCase() { server.reset(); }
 
     void capture_data() {
         QTest::addColumn<QString>("input");
@@ -305,7 +310,7 @@ private Q_SLOTS:
     }
 
     // The call against velmora-server, whose own reading stands in for the model.
-    void server_data() {
+    void serverReads_data() {
         QTest::addColumn<QString>("text");
         QTest::addColumn<SmartDraft>("draft");
         QTest::addColumn<bool>("truncated");
@@ -333,13 +338,11 @@ private Q_SLOTS:
         }
     }
 
-    void server() {
+    void serverReads() {
         QFETCH(QString, text);
         QFETCH(SmartDraft, draft);
         QFETCH(bool, truncated);
-        ServerProcess server;
-        const QString token = server.createUser(QStringLiteral("reader"));
-        APIClient client(server.baseURL(), token);
+        APIClient client(server->baseURL(), server->createUser(QStringLiteral("reader")));
         const auto outcome = TestAwait::await(client.smartInsert(text));
         const auto* drafted = std::get_if<SmartInsertDrafted>(&outcome);
         QVERIFY(drafted);
@@ -349,9 +352,8 @@ private Q_SLOTS:
     }
 
     void serverRefusals() {
-        ServerProcess server;
-        const QString token = server.createUser(QStringLiteral("ana"));
-        APIClient client(server.baseURL(), token);
+        const QString token = server->createUser(QStringLiteral("ana"));
+        APIClient client(server->baseURL(), token);
         const auto call = [&client](QString text) { return client.smartInsert(text); };
         using Kind = std::optional<APIError::Kind>;
         const auto kindOf = [](QCoro::Task<SmartInsertOutcome> task) -> Kind {
@@ -362,13 +364,13 @@ private Q_SLOTS:
             }
             return std::nullopt;
         };
-        APIClient noToken(server.baseURL()), wrongToken(server.baseURL(), "vl-wrong");
+        APIClient noToken(server->baseURL()), wrongToken(server->baseURL(), "vl-wrong");
         QCOMPARE(kindOf(noToken.smartInsert("x")), Kind(APIError::Kind::notConfigured));
         QCOMPARE(kindOf(wrongToken.smartInsert("x")), Kind(APIError::Kind::unauthorised));
         ServerProcess::Fault outage;
         outage.path = QStringLiteral("/api/ai/smart-insert");
         outage.status = 503;
-        server.inject(outage);
+        server->inject(outage);
         QCOMPARE(kindOf(client.smartInsert("x")), Kind(APIError::Kind::server));
         QCOMPARE(TestAwait::await(client.smartInsert(" \n")),
                  SmartInsertOutcome(SmartInsertRefused{SmartInsertRefusal::failed, 0, 30}));
@@ -376,7 +378,7 @@ private Q_SLOTS:
         const ServerProcess::Headers auth{{"Authorization", "Bearer " + token.toUtf8()}};
         for (int i = 0; i < 29; ++i)
             QCOMPARE(
-                server.request("POST", "/api/ai/smart-insert", json("{'text':'t'}"), auth).status,
+                server->request("POST", "/api/ai/smart-insert", json("{'text':'t'}"), auth).status,
                 200);
         const auto last = TestAwait::await(SmartAdd::run(QStringLiteral("Last one"), call));
         QCOMPARE(last.draft.title, QStringLiteral("Last one"));
