@@ -2,6 +2,7 @@ import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
 import Velmora
+import "list"
 
 // The signed-in window: the toolbar, the list on the left, the pane on the right with the
 // seam between them, and the notices and questions over it all.

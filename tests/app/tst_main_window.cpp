@@ -667,8 +667,8 @@ private Q_SLOTS:
 
     void formsLoadWithoutWarnings_data() {
         QTest::addColumn<QString>("file");
-        QTest::newRow("item detail") << "ItemDetail.qml";
-        QTest::newRow("draft pane") << "DraftPane.qml";
+        QTest::newRow("item detail") << "list/ItemDetail.qml";
+        QTest::newRow("draft pane") << "list/DraftPane.qml";
     }
     void formsLoadWithoutWarnings() {
         QFETCH(QString, file);
@@ -679,7 +679,7 @@ private Q_SLOTS:
         QQuickWindow window;
         window.resize(420, 600);
         QVariantMap initial{{QStringLiteral("store"), QVariant::fromValue(&f.store)}};
-        if (file == u"ItemDetail.qml")
+        if (file == u"list/ItemDetail.qml")
             initial.insert(QStringLiteral("itemId"), id);
         std::unique_ptr<QObject> root(component.createWithInitialProperties(initial));
         QVERIFY2(root, qPrintable(component.errorString()));
@@ -697,9 +697,10 @@ private Q_SLOTS:
         if (const QString folder = qEnvironmentVariable("VELMORA_SCREENSHOT_DIR");
             !folder.isEmpty()) {
             QTest::qWait(400); // the switch's handle slides
-            window.grabWindow().save(QDir(folder).filePath(file + QStringLiteral(".png")));
+            window.grabWindow().save(
+                QDir(folder).filePath(QFileInfo(file).fileName() + QStringLiteral(".png")));
         }
-        if (file != u"ItemDetail.qml") {
+        if (file != u"list/ItemDetail.qml") {
             // The form opens with the title field taking the keys.
             QTRY_VERIFY_WITH_TIMEOUT(
                 root->findChild<QQuickItem*>(QStringLiteral("titleField"))->hasActiveFocus(), 2000);

@@ -2,6 +2,7 @@ import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
 import Velmora
+import ".."
 
 // The search field and the controls of the list's order and filters.
 RowLayout {

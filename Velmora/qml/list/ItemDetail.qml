@@ -3,6 +3,7 @@ import QtQuick.Controls
 import QtQuick.Layouts
 import Velmora
 import Velmora.Forms
+import ".."
 
 // The selected item in the right pane. Edits stay in the form until "Save"; a move to
 // another item drops them, a change of this item from elsewhere leaves them and brings up

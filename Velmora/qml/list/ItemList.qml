@@ -1,6 +1,7 @@
 import QtQuick
 import QtQuick.Controls
 import Velmora
+import ".."
 
 // The rows of the list, under their group headings; single-select, driven by the keyboard
 // as well as the pointer.

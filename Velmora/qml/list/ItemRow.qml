@@ -2,6 +2,7 @@ import QtQuick
 import QtQuick.Controls
 import QtQuick.Controls.impl
 import Velmora
+import ".."
 
 // One row of the main list. The list can hold thousands, so the row stays cheap: anchors and
 // plain Rows rather than layouts, no menu of its own, and the parts few rows show (the AI
