@@ -13,11 +13,13 @@ FocusScope {
     readonly property alias editor: draft
     signal done()
     signal cancelled()
+    signal added(string localID)
 
     DraftEditor {
         id: draft
         store: root.store
         onDone: root.done()
+        onAdded: localID => root.added(localID)
         onCancelled: root.cancelled()
         onFilled: titleField.forceActiveFocus()
     }

@@ -18,6 +18,7 @@ RowLayout {
 
     Switch {
         id: toggle
+        palette.window: Style.controlFrame
         text: row.showsTitle ? row.title : ""
         leftPadding: 0
         Accessible.name: row.title

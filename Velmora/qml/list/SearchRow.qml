@@ -8,6 +8,7 @@ import ".."
 RowLayout {
     id: row
     spacing: 2
+    property alias field: search
 
     TextField {
         id: search
