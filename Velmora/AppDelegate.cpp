@@ -5,6 +5,7 @@
 #include "ListQueries.h"
 
 #include <QCoreApplication>
+#include <QKeySequence>
 #include <QPointer>
 #include <QTimeZone>
 
@@ -169,6 +170,15 @@ QVariantList AppDelegate::sectionChoices() const {
     QVariantList choices{QVariantMap{{QStringLiteral("value"), QString()},
                                      {QStringLiteral("label"), QStringLiteral("All sections")}}};
     return choices + wireChoices<Section>();
+}
+
+QString AppDelegate::shortcutText(const QVariant& shortcut) {
+    if (shortcut.typeId() == QMetaType::Int) {
+        const auto bindings =
+            QKeySequence::keyBindings(QKeySequence::StandardKey(shortcut.toInt()));
+        return bindings.isEmpty() ? QString() : bindings.first().toString(QKeySequence::NativeText);
+    }
+    return QKeySequence(shortcut.toString()).toString(QKeySequence::NativeText);
 }
 
 QVariantList AppDelegate::sortChoices() const {

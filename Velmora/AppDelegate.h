@@ -65,6 +65,8 @@ public:
     Q_INVOKABLE QVariantList sectionChoices() const;
     Q_INVOKABLE QVariantList sortChoices() const;
     Q_INVOKABLE QVariantList channelChoices() const;
+    // A menu action's shortcut as the desktop writes it ("Ctrl+Z"): a StandardKey or a text.
+    Q_INVOKABLE static QString shortcutText(const QVariant& shortcut);
 
 Q_SIGNALS:
     void hideDoneChanged();

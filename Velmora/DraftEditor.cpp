@@ -68,8 +68,10 @@ void DraftEditor::add() {
 QCoro::Task<> DraftEditor::run(QString title) {
     QPointer<DraftEditor> self(this);
     setAdding(true);
+    const QString localID = LocalID::make();
     auto adding = store()->add(title, nullIfEmpty(note()), nullIfEmpty(source()), m_section,
-                               dueDay(), priorityValue(), m_links, LocalID::make());
+                               dueDay(), priorityValue(), m_links, localID);
+    Q_EMIT added(localID);
     const bool took = co_await std::move(adding);
     if (!self)
         co_return;

@@ -47,6 +47,8 @@ Q_SIGNALS:
     void canAddChanged();
     void done();
     void cancelled();
+    // The task stands in the list under `localID`, before the server has answered.
+    void added(const QString& localID);
 
 protected:
     void fieldsChanged() override { updateCanAdd(); }

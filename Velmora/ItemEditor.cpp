@@ -1,5 +1,7 @@
 #include "ItemEditor.h"
 
+#include "Choices.h"
+
 #include <QClipboard>
 #include <QGuiApplication>
 #include <QtQml>
@@ -9,6 +11,11 @@ using namespace ItemForms;
 ItemEditor::ItemEditor(QObject* parent)
     : TaskFields(parent) {
     updateDerived();
+}
+
+ItemEditor::~ItemEditor() {
+    // The pane closing or the window going: what was typed still reaches the list.
+    saveOnLeave();
 }
 
 void ItemEditor::registerType() {
@@ -27,6 +34,7 @@ void ItemEditor::storeReplaced() {
 void ItemEditor::setItemId(const QString& id) {
     if (m_itemId == id)
         return;
+    saveOnLeave();
     m_itemId = id;
     Q_EMIT itemIdChanged();
     reset();
@@ -57,15 +65,32 @@ void ItemEditor::reset() {
 void ItemEditor::setEdits(const ItemEdits& edits) {
     // All fields first, then one look at the derived state: no passing dirty moment.
     const bool linksMoved = edits.links != m_links;
+    const bool sectionMoved = edits.section != m_section;
     m_links = edits.links;
+    m_section = edits.section;
     assignFields(edits);
     if (linksMoved)
         Q_EMIT linksChanged();
+    if (sectionMoved)
+        Q_EMIT sectionChanged();
     updateDerived();
 }
 
 ItemEdits ItemEditor::edits() const {
-    return {title(), note(), source(), dueDay(), priorityValue(), m_links};
+    return {title(), note(), source(), dueDay(), priorityValue(), m_links, m_section};
+}
+
+void ItemEditor::setSection(const QString& wire) {
+    const auto section = Wire::parse<Section>(wire);
+    if (!section || *section == m_section)
+        return;
+    m_section = *section;
+    Q_EMIT sectionChanged();
+    updateDerived();
+}
+
+QVariantList ItemEditor::sectionChoices() const {
+    return wireChoices<Section>();
 }
 
 void ItemEditor::setLinks(QList<ItemLink> links) {
@@ -161,9 +186,29 @@ void ItemEditor::save() {
         return;
     // The field takes the title as it is sent, so the form turns clean once the Store has it.
     setTitle(trimmed(title()));
-    const ItemEdits edits = this->edits();
+    write(edits());
+}
+
+bool ItemEditor::saveOnLeave() {
+    if (!store() || !m_item || !dirty())
+        return false;
+    ItemEdits edits = this->edits();
+    edits.title = trimmed(edits.title);
+    if (edits.title.isEmpty())
+        edits.title = m_item->title;
+    if (!ItemForms::dirty(edits, *m_item))
+        return false;
+    write(edits);
+    store()->announce(QStringLiteral("Saved your changes to “%1”").arg(edits.title));
+    return true;
+}
+
+void ItemEditor::write(const ItemEdits& edits) {
+    // The section goes along only when it moved, so a save never touches it otherwise.
+    const std::optional<Section> section =
+        edits.section != m_item->section ? std::optional(edits.section) : std::nullopt;
     store()->update(*m_item, edits.title, nullIfEmpty(edits.note), nullIfEmpty(edits.source),
-                    edits.due, edits.priority, edits.links);
+                    edits.due, edits.priority, edits.links, section);
 }
 
 void ItemEditor::toggle() {

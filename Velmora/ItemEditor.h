@@ -4,12 +4,16 @@
 
 // The right pane's editor of one item. Its edits stay apart from the item until "Save": a
 // change of the item from outside leaves them as they are (the form never changes under its
-// reader) and only makes the form dirty; a move to another item drops them.
+// reader) and only makes the form dirty. Typed text is never lost: a move to another item, or
+// the form going away, saves what it holds first.
 class ItemEditor : public TaskFields {
     Q_OBJECT
     Q_PROPERTY(QString itemId READ itemId WRITE setItemId NOTIFY itemIdChanged)
     // The edits besides the common fields: `links` a list of {label, url}.
     Q_PROPERTY(QVariantList links READ links NOTIFY linksChanged)
+    // Wire words; the choices read "Action", "Waiting", "Note".
+    Q_PROPERTY(QString section READ section WRITE setSection NOTIFY sectionChanged)
+    Q_PROPERTY(QVariantList sectionChoices READ sectionChoices CONSTANT)
     Q_PROPERTY(QString newLabel READ newLabel WRITE setNewLabel NOTIFY newLabelChanged)
     Q_PROPERTY(QString newURL READ newURL WRITE setNewURL NOTIFY newURLChanged)
     // Derived from the fields and the item.
@@ -33,6 +37,7 @@ class ItemEditor : public TaskFields {
 
 public:
     explicit ItemEditor(QObject* parent = nullptr);
+    ~ItemEditor() override;
     // Makes the type known to QML as Velmora.Forms 1.0 ItemEditor; once is enough.
     static void registerType();
 
@@ -42,6 +47,9 @@ public:
     ItemForms::ItemEdits edits() const;
     const std::optional<Item>& item() const { return m_item; }
     QVariantList links() const { return linkMaps(m_links); }
+    QString section() const { return Wire::string(m_section); }
+    void setSection(const QString& wire);
+    QVariantList sectionChoices() const;
     const QString& newLabel() const { return m_newLabel; }
     void setNewLabel(const QString& text);
     const QString& newURL() const { return m_newURL; }
@@ -71,6 +79,9 @@ public:
     Q_INVOKABLE void removeLink(int index);
     // Writes the edits in the background; the form turns clean as the Store applies them.
     Q_INVOKABLE void save();
+    // Leaving the item: dirty edits are written, a blank title keeping the item's own, so
+    // nothing typed is lost. Says whether anything was written.
+    Q_INVOKABLE bool saveOnLeave();
     Q_INVOKABLE void toggle();
     // "Set a date…": the start of today.
     Q_INVOKABLE void setDateToToday();
@@ -85,6 +96,7 @@ public:
 Q_SIGNALS:
     void itemIdChanged();
     void linksChanged();
+    void sectionChanged();
     void newLabelChanged();
     void newURLChanged();
     void derivedChanged();
@@ -102,6 +114,7 @@ private:
     // The item looked up afresh; the fields stay.
     void followStore();
     void setEdits(const ItemForms::ItemEdits& edits);
+    void write(const ItemForms::ItemEdits& edits);
     void setLinks(QList<ItemLink> links);
     void updateDerived();
 
@@ -109,6 +122,7 @@ private:
     QString m_itemId;
     std::optional<Item> m_item;
     QList<ItemLink> m_links;
+    Section m_section = Section::action;
     QString m_newLabel;
     QString m_newURL;
     bool m_confirmingDelete = false;

@@ -4,6 +4,19 @@
 
 #include <algorithm>
 
+namespace {
+
+// Each row's heading: its group where the group starts, "" below that.
+QList<QString> headings(const QList<RowPlacement>& placements) {
+    QList<QString> out(placements.size());
+    for (qsizetype row = 0; row < placements.size(); ++row)
+        if (row == 0 || placements[row - 1].group != placements[row].group)
+            out[row] = placements[row].group;
+    return out;
+}
+
+} // namespace
+
 ItemListModel::ItemListModel(QObject* parent)
     : QAbstractListModel(parent)
     , m_now(QDateTime::currentDateTime()) {}
@@ -53,6 +66,8 @@ QVariant ItemListModel::data(const QModelIndex& index, int role) const {
         return placement.sectionRedundant;
     case GroupRole:
         return placement.group;
+    case HeadingRole:
+        return heading(index.row());
     default:
         return {};
     }
@@ -76,6 +91,7 @@ QHash<int, QByteArray> ItemListModel::roleNames() const {
             {MoreLinksRole, "moreLinks"},
             {SectionRedundantRole, "sectionRedundant"},
             {GroupRole, "group"},
+            {HeadingRole, "heading"},
             {Qt::DisplayRole, "display"}};
 }
 
@@ -107,29 +123,33 @@ void ItemListModel::setRows(QList<Item> items, QList<RowPlacement> placements,
     const qsizetype removed = oldCount - head - tail;
     const qsizetype inserted = newCount - head - tail;
 
-    // ListView doesn't move its section headings when a kept row changes group, so a new
-    // grouping starts the rows afresh.
-    bool regrouped = false;
-    for (qsizetype row = 0; row < newCount && !regrouped; ++row) {
-        if (row >= head && row < head + inserted)
+    // A row's heading depends on the row above it, so an insert, a removal or a regrouping
+    // can give a kept row a heading or take it away: those rows are announced as changed.
+    const QList<QString> oldHeadings = headings(m_placements);
+    const QList<QString> newHeadings = headings(placements);
+    const auto isKept = [&](qsizetype row) { return row < head || row >= head + inserted; };
+    QList<bool> changed(newCount, false);
+    for (qsizetype row = 0; row < newCount; ++row) {
+        if (!isKept(row))
             continue;
         const qsizetype old = row < head ? row : row - inserted + removed;
-        regrouped = placements[row].group != m_placements[old].group;
-    }
-    if (regrouped) {
-        beginResetModel();
-        m_items = std::move(items);
-        m_placements = std::move(placements);
-        endResetModel();
-        if (newCount != oldCount)
-            Q_EMIT countChanged();
-        return;
+        changed[row] = newDay || items[row] != m_items[old] ||
+                       placements[row] != m_placements[old] || newHeadings[row] != oldHeadings[old];
     }
     if (removed > 0) {
         beginRemoveRows({}, int(head), int(head + removed - 1));
         m_items.remove(head, removed);
         m_placements.remove(head, removed);
         endRemoveRows();
+    }
+    // Kept rows take their new values before anything is inserted, so the inserted rows'
+    // headings read finished neighbours; the kept rows' change is announced below.
+    for (qsizetype row = 0; row < newCount; ++row) {
+        if (!isKept(row) || !changed[row])
+            continue;
+        const qsizetype at = row < head ? row : row - inserted;
+        m_items[at] = std::move(items[row]);
+        m_placements[at] = std::move(placements[row]);
     }
     if (inserted > 0) {
         beginInsertRows({}, int(head), int(head + inserted - 1));
@@ -142,14 +162,10 @@ void ItemListModel::setRows(QList<Item> items, QList<RowPlacement> placements,
         endInsertRows();
     }
     for (qsizetype row = 0; row < newCount; ++row) {
-        if (row >= head && row < head + inserted)
-            continue;
-        if (!newDay && items[row] == m_items[row] && placements[row] == m_placements[row])
-            continue;
-        m_items[row] = std::move(items[row]);
-        m_placements[row] = std::move(placements[row]);
-        const QModelIndex at = index(int(row));
-        Q_EMIT dataChanged(at, at);
+        if (changed[row]) {
+            const QModelIndex at = index(int(row));
+            Q_EMIT dataChanged(at, at);
+        }
     }
     if (newCount != oldCount)
         Q_EMIT countChanged();
@@ -162,4 +178,11 @@ int ItemListModel::rowOf(const QString& id) const {
         if (m_items[row].id == id)
             return int(row);
     return -1;
+}
+
+QString ItemListModel::heading(int row) const {
+    if (row < 0 || row >= m_placements.size())
+        return {};
+    const QString& group = m_placements[row].group;
+    return row > 0 && m_placements[row - 1].group == group ? QString() : group;
 }

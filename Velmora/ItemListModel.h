@@ -39,6 +39,9 @@ public:
         MoreLinksRole,
         SectionRedundantRole,
         GroupRole,
+        // The group's heading on the first row of its run, "" elsewhere: the rows draw their
+        // own headings, so a reused delegate can't keep a stale one.
+        HeadingRole,
     };
 
     explicit ItemListModel(QObject* parent = nullptr);
@@ -56,6 +59,7 @@ public:
     void setRows(QList<Item> items, QList<RowPlacement> placements, const QDateTime& now);
     // The row of that id, or -1.
     int rowOf(const QString& id) const;
+    QString heading(int row) const;
 
 Q_SIGNALS:
     void countChanged();

@@ -2,6 +2,9 @@
 
 #include "ItemForms.h"
 #include "Proposal.h"
+#include "UndoCenter.h"
+
+#include <algorithm>
 
 namespace MainScreen {
 
@@ -174,12 +177,62 @@ Rows rows(QList<Item> visible, const ViewSettings& view, const QDateTime& now) {
     return out;
 }
 
-QString followSelection(const QString& selection, const QList<Item>& rows) {
-    if (!selection.isEmpty())
-        for (const Item& item : rows)
-            if (item.id == selection)
-                return selection;
-    return rows.isEmpty() ? QString() : rows.first().id;
+QString followSelection(const QString& selection, const QList<Item>& rows,
+                        const QList<Item>& before) {
+    const auto listed = [&rows](const QString& id) {
+        return std::any_of(rows.begin(), rows.end(),
+                           [&id](const Item& row) { return row.id == id; });
+    };
+    if (selection.isEmpty() || rows.isEmpty())
+        return rows.isEmpty() ? QString() : rows.first().id;
+    if (listed(selection))
+        return selection;
+    const auto at = std::find_if(before.begin(), before.end(),
+                                 [&selection](const Item& row) { return row.id == selection; });
+    if (at != before.end()) {
+        for (auto next = at + 1; next != before.end(); ++next)
+            if (listed(next->id))
+                return next->id;
+        for (auto previous = at; previous != before.begin();)
+            if (listed((--previous)->id))
+                return previous->id;
+    }
+    return rows.first().id;
+}
+
+QString addedOutOfView(const QString& title, Section section) {
+    return QStringLiteral("Added “%1” to %2 — not shown in this view")
+        .arg(UndoCenter::toastTitle(title), plural(section));
+}
+
+QString queuedEditLine(const PendingOp& op, const std::optional<QString>& title) {
+    const QString what = title ? QStringLiteral("“%1”").arg(UndoCenter::toastTitle(*title))
+                               : QStringLiteral("a task");
+    if (const auto* done = std::get_if<PendingOps::SetDone>(&op))
+        return (done->done ? QStringLiteral("Marked %1 done")
+                           : QStringLiteral("Marked %1 not done"))
+            .arg(what);
+    if (const auto* flag = std::get_if<PendingOps::SetFlagged>(&op))
+        return (flag->flagged ? QStringLiteral("Flagged %1") : QStringLiteral("Unflagged %1"))
+            .arg(what);
+    if (std::holds_alternative<PendingOps::Delete>(op))
+        return QStringLiteral("Deleted %1").arg(what);
+    if (std::holds_alternative<PendingOps::Add>(op))
+        return QStringLiteral("Added %1").arg(what);
+    return QStringLiteral("Edited %1").arg(what);
+}
+
+QString conflictDetail(const QStringList& edits, qint64 changesElsewhere) {
+    constexpr qsizetype shown = 8;
+    QStringList lines{QStringLiteral("Your offline edits:")};
+    for (qsizetype i = 0; i < std::min(shown, edits.size()); ++i)
+        lines << QStringLiteral("• ") + edits[i];
+    if (edits.size() > shown)
+        lines << QStringLiteral("• and %1 more").arg(edits.size() - shown);
+    lines << (changesElsewhere == 1
+                  ? QStringLiteral("1 change was made elsewhere.")
+                  : QStringLiteral("%1 changes were made elsewhere.").arg(changesElsewhere));
+    return lines.join(QLatin1Char('\n'));
 }
 
 QString keepMineLabel(int queuedEdits) {

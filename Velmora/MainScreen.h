@@ -2,6 +2,7 @@
 
 #include "ItemListModel.h"
 #include "ListQueries.h"
+#include "PendingOp.h"
 #include "Records.h"
 
 #include <QDateTime>
@@ -72,9 +73,20 @@ struct Rows {
 inline const QString dueNowGroup = QStringLiteral("Due Now");
 Rows rows(QList<Item> visible, const ViewSettings& view, const QDateTime& now);
 
-// Where the selection goes when the list changes: kept while its id is still listed,
-// otherwise the first row, or none for an empty list.
-QString followSelection(const QString& selection, const QList<Item>& rows);
+// Where the selection goes when the list changes: kept while its id is still listed. An item
+// that left the list (deleted, or ticked while done ones are hidden) hands it to its nearest
+// neighbour in `before`, the next row first; otherwise the first row, or none when empty.
+QString followSelection(const QString& selection, const QList<Item>& rows,
+                        const QList<Item>& before = {});
+
+// A new task the list doesn't show: "Added “Call Dana” to Notes — not shown in this view".
+QString addedOutOfView(const QString& title, Section section);
+
+// One queued edit as the conflict question lists it: "Added “Call Dana”", "Deleted a task".
+QString queuedEditLine(const PendingOp& op, const std::optional<QString>& title);
+// The lines under the conflict question: what keeping the online version would throw away
+// (the first eight, then how many more) and how many changes came from elsewhere.
+QString conflictDetail(const QStringList& edits, qint64 changesElsewhere);
 
 // "Keep my 3 offline edits", "Keep my 1 offline edit".
 QString keepMineLabel(int queuedEdits);

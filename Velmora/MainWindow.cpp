@@ -1,11 +1,13 @@
 #include "MainWindow.h"
 
+#include "ClipboardCapture.h"
 #include "DeleteUndo.h"
 #include "MainScreen.h"
 #include "OfflineBadge.h"
 #include "Panes.h"
 #include "WireFormats.h"
 
+#include <QNetworkInformation>
 #include <QPointer>
 
 #include "DraftEditor.h"
@@ -27,8 +29,14 @@ MainWindow::MainWindow(Store& store, PaneRouter& router, Preferences& prefs, Cli
     , m_undo(UndoCenter::standardWindow)
     , m_rows(this) {
     connect(&m_store, &Store::documentChanged, this, &MainWindow::recompute);
-    connect(m_store.view(), &ViewState::changed, this, &MainWindow::recompute);
+    // A new filter or search starts the selection at the top; an item leaving the list on
+    // its own hands it to its neighbour.
+    connect(m_store.view(), &ViewState::changed, this, [this] { recomputeRows(false); });
     connect(&m_store, &Store::selectionChanged, this, [this] {
+        // A delete clears the Store's selection before the row goes; the row it was on
+        // still finds its neighbour.
+        if (!m_store.selection().isEmpty())
+            m_lastSelection = m_store.selection();
         Q_EMIT currentRowChanged();
         Q_EMIT paneContentChanged();
     });
@@ -47,6 +55,17 @@ MainWindow::MainWindow(Store& store, PaneRouter& router, Preferences& prefs, Cli
         if (m_router.screen())
             setPaneOpen(true);
         Q_EMIT paneContentChanged();
+    });
+    m_offlineProbe.setInterval(offlineProbeMs);
+    connect(&m_offlineProbe, &QTimer::timeout, this, &MainWindow::retryConnection);
+    connect(&m_store, &Store::isOfflineChanged, this, [this] {
+        const auto* monitor = QNetworkInformation::instance();
+        const bool monitored =
+            monitor && monitor->supports(QNetworkInformation::Feature::Reachability);
+        if (m_store.isOffline() && !monitored)
+            m_offlineProbe.start();
+        else
+            m_offlineProbe.stop();
     });
     m_midnight.setSingleShot(true);
     connect(&m_midnight, &QTimer::timeout, this, &MainWindow::recompute);
@@ -117,7 +136,12 @@ void MainWindow::cyclePriority() {
 }
 
 void MainWindow::submit() {
-    const QString title = ItemForms::trimmed(m_newTitle);
+    // The title is held to its limit as a paste is: cut at a late blank, the rest kept as
+    // the note, so a long line loses nothing.
+    const auto cut = ClipboardCapture::draft(m_newTitle);
+    if (!cut)
+        return;
+    const QString title = ItemForms::trimmed(cut->title);
     if (title.isEmpty())
         return;
     const Section section = m_newSection;
@@ -131,7 +155,15 @@ void MainWindow::submit() {
     m_newWho.clear();
     m_newDue.reset();
     Q_EMIT addRowChanged();
-    m_store.add(title, std::nullopt, who, section, due, priority, {}, LocalID::make());
+    const QString localID = LocalID::make();
+    m_store.add(title, cut->note, who, section, due, priority, {}, localID);
+    noteAdded(localID);
+}
+
+void MainWindow::noteAdded(const QString& localID) {
+    const auto item = m_store.item(localID);
+    if (item && m_rows.rowOf(localID) < 0)
+        m_store.announce(MainScreen::addedOutOfView(item->title, item->section));
 }
 
 // --- the pane ---
@@ -207,8 +239,11 @@ ItemForms::DraftSeed MainWindow::draftSeed() const {
     ItemForms::DraftSeed seed;
     seed.notice = m_smartNotice;
     if (!m_smartDraft) {
-        // Whatever was typed into the add row carries over into the bigger form.
-        seed.title = m_newTitle;
+        // Whatever was typed into the add row carries over into the bigger form, a title
+        // past its limit cut as the add row cuts it.
+        const auto cut = ClipboardCapture::draft(m_newTitle);
+        seed.title = cut ? cut->title : m_newTitle;
+        seed.note = cut ? cut->note.value_or(QString()) : QString();
         seed.priority = m_newPriority;
         return seed;
     }
@@ -308,10 +343,17 @@ double MainWindow::paneWidth(double total, double fraction) {
 // --- the list ---
 
 void MainWindow::recompute() {
+    recomputeRows(true);
+}
+
+void MainWindow::recomputeRows(bool toNeighbour) {
     const QDateTime at = now();
     const ViewSettings& view = m_store.view()->settings();
     MainScreen::Rows rows = MainScreen::rows(m_store.visibleItems(at), view, at);
-    const QString selection = MainScreen::followSelection(m_store.selection(), rows.items);
+    const QString selected =
+        m_store.selection().isEmpty() && toNeighbour ? m_lastSelection : m_store.selection();
+    const QString selection = MainScreen::followSelection(
+        selected, rows.items, toNeighbour ? m_rows.items() : QList<Item>{});
     m_dueNowLate = rows.dueNowLate;
     m_rows.setRows(std::move(rows.items), std::move(rows.placements), at);
     m_store.setSelection(selection);
@@ -329,7 +371,7 @@ void MainWindow::refreshLabels(bool listChanged) {
     const QVariantList labels{
         m_dueNowLate,    subtitle(),        filterSummary(),  menuFilterActive(), emptyState(),
         aiButtonLabel(), aiButtonToolTip(), refreshToolTip(), sortOrderToolTip(), hideDoneToolTip(),
-        offlineText(),   hasProposal(),     keepMineLabel(),  suggestionCount()};
+        offlineText(),   hasProposal(),     keepMineLabel(),  suggestionCount(),  conflictDetail()};
     if (labels != m_shownLabels) {
         m_shownLabels = labels;
         Q_EMIT labelsChanged();
@@ -473,7 +515,22 @@ QString MainWindow::keepMineLabel() const {
         m_store.pendingConflict() ? m_store.pendingConflict()->queuedEdits : 0);
 }
 
+QString MainWindow::conflictDetail() const {
+    const auto& conflict = m_store.pendingConflict();
+    if (!conflict)
+        return {};
+    QStringList edits;
+    for (const PendingOp& op : m_store.queue())
+        edits << MainScreen::queuedEditLine(op, m_store.queuedTitle(op));
+    return MainScreen::conflictDetail(edits, conflict->changesElsewhere);
+}
+
 // --- dialogs ---
+
+void MainWindow::retryConnection() {
+    if (m_store.hasToken())
+        m_store.sync();
+}
 
 void MainWindow::keepMine() {
     m_store.resolveConflictKeepingMine();

@@ -62,6 +62,8 @@ class MainWindow : public QObject {
     // How many suggestions wait for review: the number on the Updates tab.
     Q_PROPERTY(int suggestionCount READ suggestionCount NOTIFY labelsChanged)
     Q_PROPERTY(QString keepMineLabel READ keepMineLabel NOTIFY labelsChanged)
+    // Under the conflict question: the queued edits at stake and the changes from elsewhere.
+    Q_PROPERTY(QString conflictDetail READ conflictDetail NOTIFY labelsChanged)
     // The dialogs.
     Q_PROPERTY(QString limitReason READ limitReason NOTIFY limitReasonChanged)
     Q_PROPERTY(UndoCenter* undo READ undo CONSTANT)
@@ -126,6 +128,7 @@ public:
         return m_store.proposal() ? int(m_store.proposal()->deltas.size()) : 0;
     }
     QString keepMineLabel() const;
+    QString conflictDetail() const;
 
     const QString& limitReason() const { return m_limitReason; }
     UndoCenter* undo() const { return &m_undo; }
@@ -139,6 +142,9 @@ public:
     // The form ended: done or cancelled. A form that came from the add row used its text
     // once it was added.
     Q_INVOKABLE void closeDraft(bool added);
+    // A task just added under `localID`: when the view doesn't show it, a notice says where
+    // it went, so it doesn't vanish without a word.
+    Q_INVOKABLE void noteAdded(const QString& localID);
     // Starts the form given (a DraftEditor) from draftSeed().
     Q_INVOKABLE void fillDraft(QObject* editor) const;
     // Turns the clipboard's text into a filled-in form; the paste is never lost.
@@ -170,6 +176,13 @@ public:
     Q_INVOKABLE void deleteSelected();
     Q_INVOKABLE void undoLast();
 
+    // The offline badge's "Retry": asks the server at once.
+    Q_INVOKABLE void retryConnection();
+    // Without a connectivity monitor nothing says when the network is back, so the server is
+    // asked this often while offline (and only then).
+    static constexpr int offlineProbeMs = 30000;
+    void setOfflineProbeInterval(int ms) { m_offlineProbe.setInterval(ms); }
+
     Q_INVOKABLE void keepMine();
     Q_INVOKABLE void keepOnline();
     Q_INVOKABLE void clearLimitReason();
@@ -193,6 +206,7 @@ Q_SIGNALS:
     void draftFilled();
 
 private:
+    void recomputeRows(bool toNeighbour);
     void setSmartBusy(bool busy);
     void openDraft(std::optional<SmartDraft> draft, std::optional<QString> notice);
     void proposalChanged();
@@ -222,6 +236,7 @@ private:
     std::optional<QDateTime> m_deferredStamp;
     std::optional<QDateTime> m_proposalStamp;
     QString m_limitReason;
+    QString m_lastSelection;
     int m_dueNowLate = 0;
     QVariantList m_shownLabels;
     QString m_subtitle; // counted over the whole list: only when it changed
@@ -229,4 +244,5 @@ private:
     mutable UndoCenter m_undo;
     mutable ItemListModel m_rows;
     QTimer m_midnight;
+    QTimer m_offlineProbe;
 };

@@ -1,5 +1,7 @@
 #include "VelmoraApp.h"
 
+#include "TaskbarHint.h"
+
 #include "AppEnvironment.h"
 #include "BriefingPanelModel.h"
 #include "DraftEditor.h"
@@ -17,6 +19,7 @@
 #include <QGuiApplication>
 #include <QQmlContext>
 #include <QQuickStyle>
+#include <QRegularExpression>
 #include <QStandardPaths>
 #include <QtQml>
 
@@ -221,8 +224,9 @@ void VelmoraApp::applyScheme() {
 void VelmoraApp::applyTaskbarEntry() {
     if (!m_mainWindow)
         return;
-    // A tool window has no taskbar entry. Window managers read the type when a window maps,
-    // so a shown window is mapped again to take the change at once.
+    // A tool window carrying the skip-taskbar hint has no taskbar entry (some taskbars list
+    // tool windows all the same). Window managers read both when a window maps, so a shown
+    // window is mapped again to take the change at once.
     const Qt::WindowFlags type = m_prefs->showInDock() ? Qt::Window : Qt::Tool;
     const Qt::WindowFlags flags = (m_mainWindow->flags() & ~Qt::WindowType_Mask) | type;
     if (flags == m_mainWindow->flags())
@@ -231,6 +235,7 @@ void VelmoraApp::applyTaskbarEntry() {
     if (visible)
         m_mainWindow->hide();
     m_mainWindow->setFlags(flags);
+    TaskbarHint::apply(m_mainWindow, !m_prefs->showInDock());
     if (visible)
         m_mainWindow->show();
 }
@@ -268,8 +273,25 @@ void VelmoraApp::openSettings() {
 }
 
 void VelmoraApp::activate(const QStringList& arguments) {
-    Q_UNUSED(arguments)
+    // The launcher's activation token lets a Wayland desktop front the window; Qt spends
+    // it on the next activation. It comes from another process: only a plain token counts.
+    static const QRegularExpression plainToken(QStringLiteral("^[!-~]{1,256}$"));
+    for (const QString& argument : arguments)
+        if (argument.startsWith(QLatin1String("--activation-token=")))
+            if (const QString token = argument.section(QLatin1Char('='), 1);
+                plainToken.match(token).hasMatch())
+                qputenv("XDG_ACTIVATION_TOKEN", token.toLatin1());
     openMainWindow();
+    runCommand(arguments);
+}
+
+void VelmoraApp::runCommand(const QStringList& arguments) {
+    if (!m_mainWindowModel || !m_store->hasToken())
+        return;
+    if (arguments.contains(QLatin1String("--smart-add")))
+        m_mainWindowModel->smartAdd();
+    else if (arguments.contains(QLatin1String("--new")))
+        m_mainWindowModel->openNewTask();
 }
 
 void VelmoraApp::connectFromTokenFile() {

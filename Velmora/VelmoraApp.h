@@ -68,6 +68,8 @@ public:
     void openSettings();
     // A later `velmora` launch handed its arguments over.
     void activate(const QStringList& arguments);
+    // `--new` opens the new-task form, `--smart-add` runs Smart Add, in the main window.
+    void runCommand(const QStringList& arguments);
 
     // Appearance picked in the settings, or the desktop's own when "Match system".
     static bool isDark(Appearance appearance, bool desktopPrefersDark);

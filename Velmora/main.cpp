@@ -27,7 +27,17 @@ int main(int argc, char* argv[]) {
         QStringLiteral("FILE"));
     const QCommandLineOption autostart(QStringLiteral("autostart"),
                                        QStringLiteral("Started by the session at login."));
-    parser.addOptions({server, tokenFile, autostart});
+    // Bound to a desktop shortcut, these reach the running app (Wayland has no global keys
+    // of an app's own).
+    const QCommandLineOption newTask(QStringLiteral("new"),
+                                     QStringLiteral("Open the new-task form."));
+    const QCommandLineOption smartAdd(QStringLiteral("smart-add"),
+                                      QStringLiteral("Turn the clipboard into a new task."));
+    QCommandLineOption activationToken(QStringLiteral("activation-token"),
+                                       QStringLiteral("Passed on from a later launch."),
+                                       QStringLiteral("TOKEN"));
+    activationToken.setFlags(QCommandLineOption::HiddenFromHelp);
+    parser.addOptions({server, tokenFile, autostart, newTask, smartAdd, activationToken});
 
     // A refused --server is reported before any window system is touched.
     if (parser.parse(arguments) && parser.isSet(server)) {
@@ -50,6 +60,12 @@ int main(int argc, char* argv[]) {
     // A second launch fronts the running app and leaves.
     SingleInstance instance(Environment::activeKeychainService());
     if (!instance.claim()) {
+        // The desktop gave this launch the right to raise a window: it goes to the primary.
+        for (const char* name : {"XDG_ACTIVATION_TOKEN", "DESKTOP_STARTUP_ID"})
+            if (const QString token = qEnvironmentVariable(name); !token.isEmpty()) {
+                arguments << QStringLiteral("--activation-token=") + token;
+                break;
+            }
         if (instance.sendToPrimary(arguments))
             return 0;
         std::fprintf(stderr, "Velmora is already running but did not answer.\n");
@@ -61,10 +77,12 @@ int main(int argc, char* argv[]) {
     options.autostart = parser.isSet(autostart);
     VelmoraApp velmora(std::move(options));
     QObject::connect(&instance, &SingleInstance::activated, &velmora, &VelmoraApp::activate);
-    [](VelmoraApp* velmora) -> QCoro::Task<> {
+    [](VelmoraApp* velmora, QStringList arguments) -> QCoro::Task<> {
         auto starting = velmora->start();
         if (!co_await std::move(starting))
             QTimer::singleShot(0, [] { QCoreApplication::exit(1); });
-    }(&velmora);
+        else
+            velmora->runCommand(arguments);
+    }(&velmora, arguments);
     return QApplication::exec();
 }

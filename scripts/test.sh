@@ -13,6 +13,17 @@ echo "== build"
 echo "== tests"
 (cd "$root/build" && ctest --output-on-failure --timeout 300)
 
+# The packages come from the tree just tested; CI, on its fresh machine, installs and runs them.
+echo "== packages"
+(cd "$root/build" && cpack -G DEB -B "$root/build/packages" >/dev/null)
+if [ -n "${CI:-}" ]; then
+    sudo=""
+    [ "$(id -u)" -ne 0 ] && sudo="sudo"
+    $sudo dpkg -i "$root"/build/packages/velmora_*.deb "$root"/build/packages/velmora-server_*.deb
+    QT_QPA_PLATFORM=offscreen velmora --version
+    velmora-server --help >/dev/null
+fi
+
 echo "== build (asan+ubsan)"
 BUILD_TYPE=Debug "$root/scripts/build.sh" "$root/build-asan" -DVELMORA_WERROR=$werror -DVELMORA_SANITIZE=ON
 echo "== tests (asan+ubsan)"

@@ -9,6 +9,8 @@ Popup {
     id: alert
     property string title
     property string message
+    // Smaller lines under the message, such as what an answer would touch.
+    property string detail
     property bool wanted: false
     default property alias buttons: buttonRow.data
 
@@ -44,6 +46,16 @@ Popup {
             textFormat: Text.PlainText
             wrapMode: Text.WordWrap
             color: Style.text
+        }
+        Label {
+            objectName: "alertDetail"
+            width: parent.width
+            visible: alert.detail.length > 0
+            text: alert.detail
+            textFormat: Text.PlainText
+            wrapMode: Text.WordWrap
+            color: Style.secondaryText
+            font.pixelSize: Style.smallFont + 1
         }
         Item {
             width: parent.width

@@ -4,7 +4,8 @@ import QtQuick.Layouts
 import Velmora
 
 // A day, shown as a button that opens a month calendar. Days only: what it reports is the
-// local start of the picked day. The owner sets `date` from `picked`.
+// local start of the picked day. The owner sets `date` from `picked`. From the keyboard the
+// arrows move a day or a week, Page Up/Down a month, Return or Space picks, Escape closes.
 Button {
     id: button
     property var date: null
@@ -20,6 +21,8 @@ Button {
         objectName: "calendar"
         property int month: 0
         property int year: 2000
+        // The day the keys are on.
+        property var cursor: new Date()
 
         y: button.height + 4
         padding: Style.spacing
@@ -30,6 +33,20 @@ Button {
             month = first.getMonth()
             year = first.getFullYear()
         }
+        function moveCursor(days, months) {
+            cursor = new Date(cursor.getFullYear(), cursor.getMonth() + months,
+                              cursor.getDate() + days)
+            month = cursor.getMonth()
+            year = cursor.getFullYear()
+        }
+        function pick(day) {
+            button.picked(day)
+            calendar.close()
+        }
+        function isCursor(model) {
+            return cursor.getFullYear() === model.year && cursor.getMonth() === model.month
+                && cursor.getDate() === model.day
+        }
         function isPicked(model) {
             return !!button.date && button.date.getFullYear() === model.year
                 && button.date.getMonth() === model.month && button.date.getDate() === model.day
@@ -37,9 +54,11 @@ Button {
 
         onAboutToShow: {
             const shown = button.date ? button.date : new Date()
+            cursor = new Date(shown.getFullYear(), shown.getMonth(), shown.getDate())
             month = shown.getMonth()
             year = shown.getFullYear()
         }
+        onOpened: keys.forceActiveFocus()
 
         background: Rectangle {
             color: Style.surface
@@ -48,12 +67,29 @@ Button {
         }
 
         contentItem: ColumnLayout {
+            id: keys
             spacing: 4
+            focus: true
+            Keys.onPressed: event => {
+                const steps = { [Qt.Key_Left]: [-1, 0], [Qt.Key_Right]: [1, 0],
+                                [Qt.Key_Up]: [-7, 0], [Qt.Key_Down]: [7, 0],
+                                [Qt.Key_PageUp]: [0, -1], [Qt.Key_PageDown]: [0, 1] }
+                if (steps[event.key]) {
+                    calendar.moveCursor(steps[event.key][0], steps[event.key][1])
+                } else if (event.key === Qt.Key_Return || event.key === Qt.Key_Enter
+                           || event.key === Qt.Key_Space) {
+                    calendar.pick(calendar.cursor)
+                } else {
+                    return
+                }
+                event.accepted = true
+            }
             RowLayout {
                 Layout.fillWidth: true
                 ToolButton {
                     text: "\u2039"
                     Accessible.name: "Previous month"
+                    focusPolicy: Qt.NoFocus
                     onClicked: calendar.shift(-1)
                 }
                 Label {
@@ -67,6 +103,7 @@ Button {
                 ToolButton {
                     text: "\u203A"
                     Accessible.name: "Next month"
+                    focusPolicy: Qt.NoFocus
                     onClicked: calendar.shift(1)
                 }
             }
@@ -90,6 +127,7 @@ Button {
                     id: day
                     required property var model
                     readonly property bool chosen: calendar.isPicked(model)
+                    readonly property bool keyed: calendar.isCursor(model)
                     implicitWidth: 30
                     implicitHeight: 26
                     text: model.day
@@ -99,6 +137,8 @@ Button {
                     background: Rectangle {
                         radius: 4
                         color: day.chosen ? Style.accent : day.hovered ? Style.hover : "transparent"
+                        border.width: day.keyed ? 2 : 0
+                        border.color: Style.accent
                     }
                     contentItem: Label {
                         text: day.text
@@ -107,10 +147,8 @@ Button {
                         color: day.chosen ? Style.accentText : day.model.today ? Style.accent : Style.text
                         font.weight: day.model.today ? Font.DemiBold : Font.Normal
                     }
-                    onClicked: {
-                        button.picked(new Date(model.year, model.month, model.day))
-                        calendar.close()
-                    }
+                    focusPolicy: Qt.NoFocus
+                    onClicked: calendar.pick(new Date(model.year, model.month, model.day))
                 }
             }
         }

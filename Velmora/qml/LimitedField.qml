@@ -7,13 +7,23 @@ TextField {
     id: field
     property string value
     signal edited(string text)
+    property bool editing: false
 
     Accessible.name: placeholderText
     selectByMouse: true
-    Component.onCompleted: text = value
-    onValueChanged: if (text !== value) text = value
+    // A value from outside opens at its start, where a long title begins.
+    Component.onCompleted: {
+        text = value
+        cursorPosition = 0
+    }
+    onValueChanged: if (!editing && text !== value) {
+        text = value
+        cursorPosition = 0
+    }
     onTextEdited: {
+        editing = true
         field.edited(text)
+        editing = false
         if (text !== value) {
             const at = Math.min(cursorPosition, value.length)
             text = value

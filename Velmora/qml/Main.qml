@@ -16,6 +16,7 @@ VWindow {
     menuBar: MenuBar {
         Menu {
             title: qsTr("&File")
+            delegate: ShortcutMenuItem {}
             Action {
                 text: "Refresh"
                 shortcut: "Ctrl+R"
@@ -40,7 +41,37 @@ VWindow {
             }
         }
         Menu {
+            title: qsTr("&Edit")
+            delegate: ShortcutMenuItem {}
+            Action {
+                text: "New Task"
+                shortcut: StandardKey.New
+                enabled: store.hasToken
+                onTriggered: mainWindow.openNewTask()
+            }
+            Action {
+                text: "Smart Add"
+                enabled: store.hasToken && !mainWindow.smartBusy
+                onTriggered: mainWindow.smartAdd()
+            }
+            MenuSeparator {}
+            // Text fields keep Ctrl+Z for their typing; elsewhere it takes back a delete.
+            Action {
+                text: "Undo Delete"
+                shortcut: StandardKey.Undo
+                enabled: store.hasToken && mainWindow.undo.hasOffer
+                onTriggered: mainWindow.undoLast()
+            }
+            Action {
+                text: "Find…"
+                shortcut: StandardKey.Find
+                enabled: store.hasToken
+                onTriggered: mainView.focusSearch()
+            }
+        }
+        Menu {
             title: qsTr("&View")
+            delegate: ShortcutMenuItem {}
             Menu {
                 title: "Show"
                 ActionGroup { id: showGroup }
@@ -112,6 +143,7 @@ VWindow {
         }
         Menu {
             title: qsTr("&Help")
+            delegate: ShortcutMenuItem {}
             Action {
                 text: "Velmora on the web"
                 onTriggered: Qt.openUrlExternally(app.webURL)
@@ -129,6 +161,7 @@ VWindow {
     }
 
     MainView {
+        id: mainView
         anchors.fill: parent
         visible: store.hasToken
     }

@@ -16,6 +16,7 @@ Item {
         wanted: dialogs.visible && store.hasPendingConflict
         title: "The online copy changed while you were offline"
         message: "Keeping your edits replays them on top of the online copy — unrelated online changes survive. Keeping the online version discards your offline edits."
+        detail: mainWindow.conflictDetail
         Button {
             objectName: "keepOnline"
             text: "Keep the online version"

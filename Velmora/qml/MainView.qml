@@ -2,6 +2,7 @@ import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
 import Velmora
+import "list"
 
 // The signed-in window: the toolbar, the list on the left, the pane on the right with the
 // seam between them, and the notices and questions over it all.
@@ -29,6 +30,7 @@ Item {
             spacing: Style.spacing
 
             SearchRow {
+                id: searchRow
                 Layout.fillWidth: true
                 Layout.topMargin: Style.spacing
                 Layout.leftMargin: Style.padding
@@ -54,6 +56,11 @@ Item {
                     anchors.leftMargin: 4
                     anchors.rightMargin: 4
                     visible: count > 0
+                    onEditRequested: rename => {
+                        mainWindow.paneOpen = true
+                        if (paneLoader.item && paneLoader.item.focusTitle)
+                            paneLoader.item.focusTitle(rename)
+                    }
                 }
                 EmptyState {
                     objectName: "emptyState"
@@ -66,6 +73,17 @@ Item {
                     iconSource: "qrc:/velmora/icons/inbox.svg"
                     onButtonClicked: app.clearFilters()
                 }
+            }
+            // Offline, the badge has a line of its own under the list, covering no row.
+            OfflineBadge {
+                objectName: "offlineBadge"
+                visible: store.isOffline
+                Layout.alignment: Qt.AlignRight
+                Layout.rightMargin: Style.padding
+                Layout.bottomMargin: Style.spacing
+                text: mainWindow.offlineText
+                toolTipText: mainWindow.offlineToolTip
+                onRetry: mainWindow.retryConnection()
             }
         }
 
@@ -102,6 +120,8 @@ Item {
             visible: mainWindow.paneOpen
             anchors { left: seam.right; right: parent.right; top: parent.top; bottom: parent.bottom }
             color: Style.surface
+            // Escape in a clean form goes back to the list.
+            Keys.onEscapePressed: list.forceActiveFocus()
             Loader {
                 id: paneLoader
                 anchors.fill: parent
@@ -116,13 +136,6 @@ Item {
             }
         }
 
-        OfflineBadge {
-            objectName: "offlineBadge"
-            visible: store.isOffline
-            anchors { right: left.right; bottom: parent.bottom; margins: Style.padding }
-            text: mainWindow.offlineText
-            toolTipText: mainWindow.offlineToolTip
-        }
         FlashBadge {
             objectName: "flashBadge"
             visible: store.flash.length > 0
@@ -149,6 +162,7 @@ Item {
                 function onDraftFilled() { mainWindow.fillDraft(editor) }
             }
             onDone: mainWindow.closeDraft(true)
+            onAdded: localID => mainWindow.noteAdded(localID)
             onCancelled: mainWindow.closeDraft(false)
         }
     }
@@ -181,7 +195,22 @@ Item {
     MainDialogs {}
 
     Shortcut {
-        sequences: [StandardKey.New, "Ctrl+Return", "Ctrl+Enter"]
+        // Ctrl+N itself is the Edit menu's.
+        sequences: ["Ctrl+Return", "Ctrl+Enter"]
         onActivated: mainWindow.openNewTask()
     }
+    // Ctrl+F: the search field, its text selected.
+    function focusSearch() {
+        searchRow.field.forceActiveFocus()
+        searchRow.field.selectAll()
+    }
+    // The window opens with the keys in the list, or in the add row while it is empty.
+    function focusStart() {
+        if (list.count > 0)
+            list.forceActiveFocus()
+        else
+            addRow.titleField.forceActiveFocus()
+    }
+    onVisibleChanged: if (visible) focusStart()
+    Component.onCompleted: if (visible) focusStart()
 }

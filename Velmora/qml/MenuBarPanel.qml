@@ -2,6 +2,7 @@ import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
 import Velmora
+import "list"
 
 // The tray panel: what is due now, with ticks, and the way into the main window. A window,
 // not a menu; it closes when it loses focus.

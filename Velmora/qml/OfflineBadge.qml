@@ -3,14 +3,15 @@ import QtQuick.Controls
 import QtQuick.Controls.impl
 import Velmora
 
-// A floating capsule while the app is offline: the words come from the store, one line or
-// two ("Last synced …" beneath).
+// A capsule while the app is offline: the words come from the store, one line or two
+// ("Last synced …" beneath), and "Retry" asks the server at once.
 Rectangle {
     id: badge
     property string text: ""
     property string toolTipText: ""
+    signal retry()
 
-    implicitWidth: words.x + words.implicitWidth + 12
+    implicitWidth: retryButton.x + retryButton.implicitWidth + 8
     implicitHeight: Math.max(26, words.implicitHeight + 10)
     radius: Math.min(height / 2, 13)
     color: Style.warningFill
@@ -42,5 +43,21 @@ Rectangle {
         lineHeight: 1.1
         font.pixelSize: Style.smallFont + 1
         font.weight: Font.Medium
+    }
+    Button {
+        id: retryButton
+        objectName: "offlineRetry"
+        x: words.x + words.implicitWidth + 10
+        anchors.verticalCenter: parent.verticalCenter
+        flat: true
+        padding: 2
+        leftPadding: 8
+        rightPadding: 8
+        text: "Retry"
+        Accessible.name: "Retry now"
+        font.pixelSize: Style.smallFont + 1
+        font.weight: Font.DemiBold
+        palette.buttonText: Style.warning
+        onClicked: badge.retry()
     }
 }

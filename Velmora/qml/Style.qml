@@ -57,6 +57,9 @@ QtObject {
     readonly property color warningFill: dark ? "#3a3125" : "#fcefdc"
     readonly property color warningBorder: dark ? "#5b4a2f" : "#f0d5ab"
     readonly property color chipFill: dark ? "#2a2e35" : "#ebe9e4"
+    // Fusion draws the rims of switches and radio buttons from the window colour, which
+    // vanishes on the dark scheme; those controls take this one instead.
+    readonly property color controlFrame: dark ? "#a3a9b2" : window
     readonly property color chipHover: dark ? "#343841" : "#e1dfd9"
     readonly property color chipText: text
     readonly property color chipCount: secondaryText

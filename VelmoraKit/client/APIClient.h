@@ -122,7 +122,8 @@ public:
                              Priority priority, QList<ItemLink> links, QString idempotencyKey = {});
     QCoro::Task<> update(QString id, QString title, std::optional<QString> note,
                          std::optional<QString> source, std::optional<QDateTime> due,
-                         Priority priority, QList<ItemLink> links);
+                         Priority priority, QList<ItemLink> links,
+                         std::optional<Section> section = std::nullopt);
     QCoro::Task<> deleteItem(QString id);
     QCoro::Task<> restore(QString id);
     QCoro::Task<> updateSettings(bool hideDone);

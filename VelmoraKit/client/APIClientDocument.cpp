@@ -68,7 +68,8 @@ QCoro::Task<QString> APIClient::add(QString title, std::optional<QString> note, 
 
 QCoro::Task<> APIClient::update(QString id, QString title, std::optional<QString> note,
                                 std::optional<QString> source, std::optional<QDateTime> due,
-                                Priority priority, QList<ItemLink> links) {
+                                Priority priority, QList<ItemLink> links,
+                                std::optional<Section> section) {
     // Every editable field is named: an explicit null clears it on the server.
     JsonValue object;
     object.set(QStringLiteral("title"), title);
@@ -77,6 +78,8 @@ QCoro::Task<> APIClient::update(QString id, QString title, std::optional<QString
     object.set(QStringLiteral("due"), due ? JsonValue(LocalDay::string(*due)) : JsonValue());
     object.set(QStringLiteral("priority"), Wire::string(priority));
     object.set(QStringLiteral("links"), linksJson(links));
+    if (section)
+        object.set(QStringLiteral("section"), Wire::string(*section));
     JsonValue::Array args{id, std::move(object)};
     co_await send<WireItem>(QStringLiteral("updateItem"), std::move(args));
 }

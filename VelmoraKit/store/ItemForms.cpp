@@ -116,7 +116,8 @@ ItemEdits ItemEdits::of(const Item& item) {
             item.source.value_or(QString()),
             item.due,
             item.priority,
-            item.links};
+            item.links,
+            item.section};
 }
 
 bool dirty(const ItemEdits& edits, const Item& item) {

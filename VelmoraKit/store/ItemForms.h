@@ -46,6 +46,7 @@ struct ItemEdits {
     std::optional<QDateTime> due;
     Priority priority = Priority::medium;
     QList<ItemLink> links;
+    Section section = Section::action;
 
     static ItemEdits of(const Item& item);
     bool operator==(const ItemEdits&) const = default;

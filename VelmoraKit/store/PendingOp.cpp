@@ -149,7 +149,8 @@ size_t PendingOps::qHash(const PendingOp& op, size_t seed) noexcept {
                 return hashLinks(o.links, h);
             },
             [&](const PendingOps::Update& o) {
-                size_t h = qHashMulti(seed, o.id, o.title, int(o.priority));
+                size_t h = qHashMulti(seed, o.id, o.title, int(o.priority),
+                                      o.section ? int(*o.section) : -1);
                 h = hashOptional(o.note, h);
                 h = hashOptional(o.source, h);
                 h = hashOptional(o.dueDay, h);
@@ -192,6 +193,8 @@ void apply(const PendingOp& op, Document& document, const QDateTime& now) {
                            item->due = LocalDay::date(o.dueDay);
                            item->priority = o.priority;
                            item->links = itemLinks(o.links);
+                           if (o.section)
+                               item->section = *o.section;
                        }
                    },
                    [&](const Add& o) {
@@ -265,6 +268,8 @@ JsonValue toJson(const PendingOp& op) {
                 putOptional(fields, "dueDay", o.dueDay);
                 fields.push_back({QStringLiteral("priority"), Wire::string(o.priority)});
                 fields.push_back({QStringLiteral("links"), linksJson(o.links)});
+                if (o.section)
+                    fields.push_back({QStringLiteral("section"), Wire::string(*o.section)});
                 return JsonValue::object(
                     {{QStringLiteral("update"), JsonValue(std::move(fields))}});
             },
@@ -304,6 +309,11 @@ std::optional<PendingOp> fromJson(const JsonValue& value) {
         update.dueDay = f.optionalText("dueDay");
         update.priority = f.enumeration<Priority>("priority");
         update.links = f.links("links");
+        if (const auto section = f.optionalText("section")) {
+            update.section = Wire::parse<Section>(*section);
+            if (!update.section)
+                return std::nullopt;
+        }
         op = std::move(update);
     } else {
         return std::nullopt;

@@ -59,6 +59,8 @@ struct Update {
     std::optional<QString> dueDay;
     Priority priority = Priority::medium;
     QList<SavedLink> links;
+    // Absent: the section stays (and edits queued before sections could move read back).
+    std::optional<Section> section;
     bool operator==(const Update&) const = default;
 };
 

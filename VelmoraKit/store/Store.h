@@ -102,7 +102,8 @@ public:
                           QList<ItemLink> links, QString localID);
     QCoro::Task<bool> update(Item item, QString title, std::optional<QString> note,
                              std::optional<QString> source, std::optional<QDateTime> due,
-                             Priority priority, QList<ItemLink> links);
+                             Priority priority, QList<ItemLink> links,
+                             std::optional<Section> section = std::nullopt);
     QCoro::Task<> toggle(Item item);
     QCoro::Task<> setFlagged(Item item, bool flagged);
     QCoro::Task<> deleteItem(Item item);
@@ -112,6 +113,8 @@ public:
     QCoro::Task<> resolveConflictKeepingMine();
     QCoro::Task<> resolveConflictKeepingOnline();
     QString setAsideMessage(const PendingOp& op) const;
+    // The title of the task a queued edit touches, from the edit, the list or the baseline.
+    std::optional<QString> queuedTitle(const PendingOp& op) const;
 
     // --- the file ---
     // Saves the snapshot. A change of the queue or of its strike counts is written at once,

@@ -35,9 +35,10 @@ QCoro::Task<bool> Store::add(QString title, std::optional<QString> note,
 
 QCoro::Task<bool> Store::update(Item item, QString title, std::optional<QString> note,
                                 std::optional<QString> source, std::optional<QDateTime> due,
-                                Priority priority, QList<ItemLink> links) {
+                                Priority priority, QList<ItemLink> links,
+                                std::optional<Section> section) {
     PendingOps::Update op{item.id,     title,    nullIfEmpty(note), nullIfEmpty(source),
-                          dueDay(due), priority, savedLinks(links)};
+                          dueDay(due), priority, savedLinks(links), section};
     auto task = perform(std::move(op));
     co_return co_await std::move(task);
 }
@@ -108,7 +109,7 @@ QCoro::Task<> Store::execute(PendingOp op) {
         co_await std::move(task);
     } else if (const auto* o = std::get_if<PendingOps::Update>(&op)) {
         auto task = m_client->update(o->id, o->title, o->note, o->source, LocalDay::date(o->dueDay),
-                                     o->priority, itemLinks(o->links));
+                                     o->priority, itemLinks(o->links), o->section);
         co_await std::move(task);
     }
 }

@@ -61,7 +61,11 @@ QCoro::Task<> Store::runSync() {
         }
         case SyncDecision::askUser:
             setOffline(false);
-            setPendingConflict(Sync::Conflict{int(m_queue.size())});
+            // Both versions come from the server: the difference is taken only where it can't
+            // overflow.
+            setPendingConflict(Sync::Conflict{
+                int(m_queue.size()),
+                version > m_syncedVersion && m_syncedVersion >= 0 ? version - m_syncedVersion : 1});
             break;
         }
     } catch (...) {
@@ -129,6 +133,10 @@ QCoro::Task<> Store::replayQueue() {
 }
 
 QString Store::setAsideMessage(const PendingOp& op) const {
+    return Sync::setAsideMessage(queuedTitle(op));
+}
+
+std::optional<QString> Store::queuedTitle(const PendingOp& op) const {
     std::optional<QString> title;
     if (const auto* add = std::get_if<PendingOps::Add>(&op)) {
         title = add->title;
@@ -150,7 +158,7 @@ QString Store::setAsideMessage(const PendingOp& op) const {
                     }
         }
     }
-    return Sync::setAsideMessage(title);
+    return title;
 }
 
 QCoro::Task<> Store::resolveConflictKeepingMine() {

@@ -17,6 +17,9 @@ SyncDecision decide(qint64 serverVersion, qint64 syncedVersion, bool queueIsEmpt
 // The question for the user when both sides moved.
 struct Conflict {
     int queuedEdits = 0;
+    // How far the server's version moved past the baseline: the reference server counts one
+    // per write. At least 1, as the versions differ.
+    qint64 changesElsewhere = 1;
     bool operator==(const Conflict&) const = default;
 };
 

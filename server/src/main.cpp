@@ -30,6 +30,7 @@ namespace {
 
 constexpr const char* usage =
     "usage:\n"
+    "  velmora-server --help\n"
     "  velmora-server --db FILE user add NAME\n"
     "  velmora-server --db FILE user cap NAME N|none\n"
     "  velmora-server --db FILE serve [--port N] [--bind ADDRESS] [--demo --token-file PATH]\n"
@@ -203,6 +204,10 @@ int run(const QStringList& args) {
     QString db;
     int i = 0;
     for (; i < args.size() && args[i].startsWith(QLatin1String("--")); ++i) {
+        if (args[i] == u"--help") {
+            std::fputs(usage, stdout);
+            return 0;
+        }
         if (args[i] == u"--db" && i + 1 < args.size())
             db = args[++i];
         else

@@ -2,6 +2,7 @@
 // the component test renders it in light and dark.
 import QtQuick
 import Velmora
+import "list"
 
 VWindow {
     width: 720

@@ -116,17 +116,17 @@ private Q_SLOTS:
         QTest::addColumn<QVariantMap>("properties");
         QTest::newRow("icon button")
             << "IconButton.qml" << QVariantMap{{"toolTipText", "Flag as urgent"}};
-        QTest::newRow("stripe") << "SectionStripe.qml" << QVariantMap{{"section", "note"}};
+        QTest::newRow("stripe") << "list/SectionStripe.qml" << QVariantMap{{"section", "note"}};
         QTest::newRow("pill") << "ChannelPill.qml" << QVariantMap{{"label", "Email"}};
         QTest::newRow("stars") << "PriorityStars.qml" << QVariantMap{{"alwaysShow", true}};
-        QTest::newRow("link") << "LinkChip.qml" << QVariantMap{{"url", "https://example.com"}};
-        QTest::newRow("chip") << "SectionChip.qml" << QVariantMap{{"title", "Notes"}};
+        QTest::newRow("link") << "list/LinkChip.qml" << QVariantMap{{"url", "https://example.com"}};
+        QTest::newRow("chip") << "list/SectionChip.qml" << QVariantMap{{"title", "Notes"}};
         QTest::newRow("offline") << "OfflineBadge.qml" << QVariantMap{{"text", "Offline"}};
         QTest::newRow("flash") << "FlashBadge.qml" << QVariantMap{{"message", "Synced"}};
         QTest::newRow("toast") << "UndoToast.qml" << QVariantMap{{"message", "Deleted “x”"}};
         QTest::newRow("empty") << "EmptyState.qml" << QVariantMap{{"title", "Nothing here"}};
-        QTest::newRow("row") << "ItemRow.qml" << plainRow();
-        QTest::newRow("menu") << "ItemContextMenu.qml" << QVariantMap{};
+        QTest::newRow("row") << "list/ItemRow.qml" << plainRow();
+        QTest::newRow("menu") << "list/ItemContextMenu.qml" << QVariantMap{};
         QTest::newRow("hint") << "help/ScreenHint.qml"
                               << QVariantMap{{"title", "New to briefings?"}, {"hasHelp", true}};
         QTest::newRow("help card")
@@ -179,7 +179,7 @@ private Q_SLOTS:
         QFETCH(QString, parts);
         QFETCH(QString, more);
         QFETCH(QString, dueColour);
-        QQuickItem* row = make(QStringLiteral("ItemRow.qml"), with(plainRow(), changes));
+        QQuickItem* row = make(QStringLiteral("list/ItemRow.qml"), with(plainRow(), changes));
         row->setWidth(680);
 
         QStringList shown;
@@ -202,7 +202,7 @@ private Q_SLOTS:
     // The flag comes with the pointer and stays while it's on the flag itself; the row's
     // controls and clicks come out as its signals.
     void rowInteraction() {
-        QQuickItem* row = make(QStringLiteral("ItemRow.qml"), plainRow());
+        QQuickItem* row = make(QStringLiteral("list/ItemRow.qml"), plainRow());
         row->setWidth(680);
         QSignalSpy activated(row, SIGNAL(activated()));
         QSignalSpy toggle(row, SIGNAL(toggleRequested()));
@@ -246,7 +246,7 @@ private Q_SLOTS:
         QFETCH(bool, done);
         QFETCH(bool, flagged);
         QFETCH(QStringList, texts);
-        QObject* menu = make<QObject>(QStringLiteral("ItemContextMenu.qml"));
+        QObject* menu = make<QObject>(QStringLiteral("list/ItemContextMenu.qml"));
         QSignalSpy remove(menu, SIGNAL(remove()));
         menu->setProperty("done", done);
         menu->setProperty("flagged", flagged);

@@ -264,6 +264,12 @@ private Q_SLOTS:
         QCOMPARE(MainScreen::followSelection("gone", list), "a");
         QCOMPARE(MainScreen::followSelection({}, list), "a");
         QCOMPARE(MainScreen::followSelection("a", {}), QString());
+        // A row that left hands the selection to the next row still listed, else the one above.
+        const QList<Item> before{item("x", Section::action), item("a", Section::action),
+                                 item("y", Section::action), item("b", Section::action)};
+        QCOMPARE(MainScreen::followSelection("y", list, before), "b");
+        QCOMPARE(MainScreen::followSelection("gone", list, before), "a");
+        QCOMPARE(MainScreen::followSelection("y", {item("x", Section::action)}, before), "x");
     }
 
     // The model keeps rows that stay and moves only what changed, for views and testers.
@@ -292,10 +298,77 @@ private Q_SLOTS:
         set({b, renamed});
         QCOMPARE(changed.size(), 1);
         QCOMPARE(model.data(model.index(1), ItemListModel::TitleRole).toString(), "renamed");
-        // A kept row under another heading resets, so the view's headings follow.
-        QSignalSpy reset(&model, &QAbstractItemModel::modelReset);
-        model.setRows({b, renamed}, {RowPlacement{}, RowPlacement{"Notes", true}}, now);
-        QCOMPARE(reset.size(), 1);
+    }
+
+    // Rows as "id:group"; a view that follows only the model's signals sees every heading.
+    void rowsHeadingsFollow_data() {
+        QTest::addColumn<QStringList>("before");
+        QTest::addColumn<QStringList>("after");
+        QTest::addColumn<QStringList>("headings");
+        QTest::newRow("search cleared: a row returns above a group's first")
+            << QStringList{"a:Actions", "w2:Waiting on"}
+            << QStringList{"a:Actions", "w1:Waiting on", "w2:Waiting on"}
+            << QStringList{"Actions", "Waiting on", ""};
+        QTest::newRow("search typed: a group's first row goes")
+            << QStringList{"a:Actions", "w1:Waiting on", "w2:Waiting on"}
+            << QStringList{"a:Actions", "w2:Waiting on"} << QStringList{"Actions", "Waiting on"};
+        QTest::newRow("a save moves a kept row to the next group")
+            << QStringList{"a1:Actions", "a2:Actions", "w:Waiting on"}
+            << QStringList{"a1:Actions", "a2:Waiting on", "w:Waiting on"}
+            << QStringList{"Actions", "Waiting on", ""};
+        QTest::newRow("a row comes in under a kept row that changed group")
+            << QStringList{"a:Actions", "w:Waiting on"}
+            << QStringList{"a:Waiting on", "x:Waiting on", "w:Waiting on"}
+            << QStringList{"Waiting on", "", ""};
+        QTest::newRow("the last row of a group goes")
+            << QStringList{"d:Due Now", "a:Actions", "n:Notes"}
+            << QStringList{"d:Due Now", "n:Notes"} << QStringList{"Due Now", "Notes"};
+        QTest::newRow("flat") << QStringList{"a:", "b:"} << QStringList{"b:", "a:", "c:"}
+                              << QStringList{"", "", ""};
+    }
+    void rowsHeadingsFollow() {
+        QFETCH(QStringList, before);
+        QFETCH(QStringList, after);
+        QFETCH(QStringList, headings);
+        ItemListModel model;
+        QAbstractItemModelTester tester(&model,
+                                        QAbstractItemModelTester::FailureReportingMode::QtTest);
+        const auto set = [&](const QStringList& rows) {
+            QList<Item> items;
+            QList<RowPlacement> placements;
+            for (const QString& row : rows) {
+                items.append(item(row.section(':', 0, 0), Section::action));
+                placements.append({row.section(':', 1), false});
+            }
+            model.setRows(items, placements, QDateTime::currentDateTime());
+        };
+        set(before);
+        QStringList seen;
+        const auto fetch = [&](int row) {
+            return model.data(model.index(row), ItemListModel::HeadingRole).toString();
+        };
+        for (int row = 0; row < model.rowCount(); ++row)
+            seen.append(fetch(row));
+        connect(&model, &QAbstractItemModel::rowsInserted, this,
+                [&](const QModelIndex&, int first, int last) {
+                    for (int row = first; row <= last; ++row)
+                        seen.insert(row, fetch(row));
+                });
+        connect(
+            &model, &QAbstractItemModel::rowsRemoved, this,
+            [&](const QModelIndex&, int first, int last) { seen.remove(first, last - first + 1); });
+        connect(&model, &QAbstractItemModel::dataChanged, this,
+                [&](const QModelIndex& from, const QModelIndex& to) {
+                    for (int row = from.row(); row <= to.row(); ++row)
+                        seen[row] = fetch(row);
+                });
+        connect(&model, &QAbstractItemModel::modelReset, this, [&] {
+            seen.clear();
+            for (int row = 0; row < model.rowCount(); ++row)
+                seen.append(fetch(row));
+        });
+        set(after);
+        QCOMPARE(seen, headings);
     }
 
     // Return reads the row, empties it at once and the add reaches the server.
@@ -325,6 +398,22 @@ private Q_SLOTS:
         // The new row is selected: it is the only one.
         QCOMPARE(w.currentRow(), 0);
         QCOMPARE(w.paneContent(), "item");
+        // A title past 200 characters is cut at a late blank; the rest becomes the note.
+        w.setNewTitle(QString(150, 'x') + ' ' + QString(85, 'y'));
+        w.submit();
+        QTRY_COMPARE_WITH_TIMEOUT(server->document(user).document.items.size(), size_t(2), 5000);
+        const auto items = server->document(user).document.items;
+        const auto cut = std::find_if(items.begin(), items.end(),
+                                      [](const WireItem& i) { return i.title.startsWith('x'); });
+        QVERIFY(cut != items.end());
+        QCOMPARE(cut->title, QString(150, 'x'));
+        QCOMPARE(cut->note.value_or(QString()), QString(85, 'y'));
+        // A task the view doesn't show is announced with where it went.
+        h->store.view()->setShowAll(false);
+        w.setNewTitle(QStringLiteral("Someday"));
+        w.setNewSection(Section::note);
+        w.submit();
+        QCOMPARE(h->store.flash(), "Added “Someday” to Notes — not shown in this view");
     }
 
     // Selection moves to the first row when its item drops out; none on an empty list.
@@ -342,6 +431,26 @@ private Q_SLOTS:
         h->store.view()->setSearch(QStringLiteral("nothing like it"));
         QCOMPARE(h->store.selection(), QString());
         QCOMPARE(w.paneContent(), "placeholder");
+        // A deleted row, or one ticked while done ones are hidden, hands it to its neighbour.
+        h->store.view()->clearFilters();
+        QVERIFY(await(h->store.add(QStringLiteral("Three"), {}, {}, Section::note, {},
+                                   Priority::medium, {}, LocalID::make())));
+        await(h->store.setHideDone(true));
+        w.select(1);
+        const QString next = w.rows()->items().at(2).id;
+        w.deleteSelected();
+        QTRY_COMPARE_WITH_TIMEOUT(h->store.selection(), next, 5000);
+        w.toggleSelected();
+        QTRY_COMPARE_WITH_TIMEOUT(h->store.item(h->store.selection())->title, "One", 5000);
+    }
+
+    // Offline with no connectivity monitor, the server is asked again on a timer.
+    void offlineProbesTheServer() {
+        auto h = signedIn();
+        h->window.setOfflineProbeInterval(50);
+        h->store.pathUpdated(false);
+        QVERIFY(h->store.isOffline());
+        QTRY_VERIFY_WITH_TIMEOUT(!h->store.isOffline(), 5000);
     }
 
     // Deferred saves: a change to the queue is on disk before the call returns; a new
@@ -565,10 +674,27 @@ private Q_SLOTS:
 
         editor.setNewLabel(QStringLiteral("half-typed")); // not an edit of the item
         QVERIFY(!editor.dirty());
-        editor.setTitle(QStringLiteral("Unsaved"));
+        // Moving on saves what was typed, and says so.
+        editor.setTitle(QStringLiteral("Typed"));
         editor.setItemId(b);
         QCOMPARE(editor.title(), QStringLiteral("Second"));
         QVERIFY(editor.newLabel().isEmpty() && !editor.dirty());
+        QCOMPARE(f.store.item(a)->title, QStringLiteral("Typed"));
+        QCOMPARE(f.store.flash(), QStringLiteral("Saved your changes to “Typed”"));
+        // A blank title keeps the item's own; the form going away saves too.
+        editor.setTitle(QStringLiteral("  "));
+        editor.setNote(QStringLiteral("A note"));
+        editor.setItemId(a);
+        QCOMPARE(f.store.item(b)->title, QStringLiteral("Second"));
+        QCOMPARE(f.store.item(b)->note, QStringLiteral("A note"));
+        {
+            ItemEditor leaving;
+            leaving.setStore(&f.store);
+            leaving.setItemId(b);
+            leaving.setPriority(QStringLiteral("high"));
+        }
+        QCOMPARE(f.store.item(b)->priority, Priority::high);
+        QTRY_VERIFY_WITH_TIMEOUT(f.stored(a).title == QStringLiteral("Typed"), 5000);
 
         editor.setItemId(QStringLiteral("gone"));
         QVERIFY(!editor.exists() && editor.title().isEmpty() && !editor.canSave());
@@ -585,6 +711,7 @@ private Q_SLOTS:
         editor.setTitle(QStringLiteral("  Call Ana \n"));
         editor.setSource({});
         editor.setDateToToday();
+        editor.setSection(QStringLiteral("waiting"));
         QVERIFY(editor.canSave());
         editor.save();
         // The Store applies the edits at once, so the form is clean before the server answers.
@@ -593,6 +720,7 @@ private Q_SLOTS:
         QVERIFY(f.store.item(id)->isToday(QDateTime::currentDateTime()));
         QTRY_VERIFY_WITH_TIMEOUT(f.stored(id).title == QStringLiteral("Call Ana"), 5000);
         QVERIFY(!f.stored(id).source.has_value());
+        QCOMPARE(f.stored(id).section, Section::waiting);
     }
 
     void linksChangeOnlyTheFormUntilSaved() {
@@ -667,8 +795,8 @@ private Q_SLOTS:
 
     void formsLoadWithoutWarnings_data() {
         QTest::addColumn<QString>("file");
-        QTest::newRow("item detail") << "ItemDetail.qml";
-        QTest::newRow("draft pane") << "DraftPane.qml";
+        QTest::newRow("item detail") << "list/ItemDetail.qml";
+        QTest::newRow("draft pane") << "list/DraftPane.qml";
     }
     void formsLoadWithoutWarnings() {
         QFETCH(QString, file);
@@ -679,7 +807,7 @@ private Q_SLOTS:
         QQuickWindow window;
         window.resize(420, 600);
         QVariantMap initial{{QStringLiteral("store"), QVariant::fromValue(&f.store)}};
-        if (file == u"ItemDetail.qml")
+        if (file == u"list/ItemDetail.qml")
             initial.insert(QStringLiteral("itemId"), id);
         std::unique_ptr<QObject> root(component.createWithInitialProperties(initial));
         QVERIFY2(root, qPrintable(component.errorString()));
@@ -697,9 +825,10 @@ private Q_SLOTS:
         if (const QString folder = qEnvironmentVariable("VELMORA_SCREENSHOT_DIR");
             !folder.isEmpty()) {
             QTest::qWait(400); // the switch's handle slides
-            window.grabWindow().save(QDir(folder).filePath(file + QStringLiteral(".png")));
+            window.grabWindow().save(
+                QDir(folder).filePath(QFileInfo(file).fileName() + QStringLiteral(".png")));
         }
-        if (file != u"ItemDetail.qml") {
+        if (file != u"list/ItemDetail.qml") {
             // The form opens with the title field taking the keys.
             QTRY_VERIFY_WITH_TIMEOUT(
                 root->findChild<QQuickItem*>(QStringLiteral("titleField"))->hasActiveFocus(), 2000);

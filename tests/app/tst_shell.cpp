@@ -234,6 +234,10 @@ private Q_SLOTS:
             shell.find(main, QStringLiteral("itemList"))->property("count"),
             QVariant(int(store->visibleItems(QDateTime::currentDateTime()).size())), 5000);
         screenshot(main, QStringLiteral("main-window"));
+        // A later launch with --new opens the form here.
+        shell.app->activate({QStringLiteral("velmora"), QStringLiteral("--new")});
+        QVERIFY(shell.app->mainModel()->draftOpen());
+        shell.app->mainModel()->closeDraft(false);
 
         const int due = store->dueCount(QDateTime::currentDateTime());
         QVERIFY2(due > 0, "the demo list has something due today");
@@ -397,6 +401,9 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(
             popup(main, QStringLiteral("conflictDialog"))->property("opened").toBool(), 5000);
         QVERIFY(Shell::textItem(main, QStringLiteral("Keep my 1 offline edit")));
+        // Beneath the question: what is at stake, and how much moved elsewhere.
+        QVERIFY(Shell::textItem(main, QStringLiteral("Your offline edits:\n• Added “Mine”\n"
+                                                     "1 change was made elsewhere.")));
         screenshot(main, QStringLiteral("conflict-dialog-") + appearance);
         // Escape doesn't dismiss it: only an answer does.
         QTest::keyClick(main, Qt::Key_Escape);
@@ -456,7 +463,9 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(shell.find(main, QStringLiteral("offlineBadge"))->isVisible(),
                                  2000);
         screenshot(main, QStringLiteral("offline-") + appearance);
-        store->pathUpdated(true);
+        // The badge's Retry asks the server, which answers: back online.
+        Shell::click(shell.find(main, QStringLiteral("offlineRetry")));
+        QTRY_VERIFY_WITH_TIMEOUT(!store->isOffline(), 5000);
     }
 
     // An agent's proposal reviewed on screen against the server: it opens itself on the

@@ -106,9 +106,13 @@ private Q_SLOTS:
                           "\"section\":\"note\",\"dueDay\":\"2026-03-01\",\"priority\":\"high\","
                           "\"links\":[{\"label\":\"Doc\",\"url\":\"https://x.org/a\"}]}}");
         QTest::newRow("update")
-            << PendingOp(Update{"i1", "T", {}, "Bo", {}, Priority::medium, {}})
+            << PendingOp(Update{"i1", "T", {}, "Bo", {}, Priority::medium, {}, {}})
             << QByteArray(
                    R"({"update":{"id":"i1","title":"T","source":"Bo","priority":"medium","links":[]}})");
+        QTest::newRow("update moving the section")
+            << PendingOp(Update{"i1", "T", {}, {}, {}, Priority::low, {}, Section::waiting})
+            << QByteArray(
+                   R"({"update":{"id":"i1","title":"T","priority":"low","links":[],"section":"waiting"}})");
     }
     void opJson() {
         QFETCH(PendingOp, op);
@@ -127,6 +131,8 @@ private Q_SLOTS:
             << QByteArray(R"({"update":{"id":"i","title":"T","priority":"low"}})");
         QTest::newRow("bad section") << QByteArray(
             R"({"add":{"localID":"l","title":"T","section":"later","priority":"low","links":[]}})");
+        QTest::newRow("update to a bad section") << QByteArray(
+            R"({"update":{"id":"i","title":"T","priority":"low","links":[],"section":"later"}})");
         QTest::newRow("done as text") << QByteArray(R"({"setDone":{"id":"a","done":"yes"}})");
         QTest::newRow("link without url") << QByteArray(
             R"({"update":{"id":"i","title":"T","priority":"low","links":[{"label":"x"}]}})");
@@ -153,7 +159,7 @@ private Q_SLOTS:
         QVERIFY(d.items[1].flagged);
 
         const QList<SavedLink> links = {{"ok", "https://x.org"}, {"bad", "ht tp://no"}};
-        apply(Update{"b", "Beta 2", "note", "Bo", "2026-03-05", Priority::high, links}, d, now);
+        apply(Update{"b", "Beta 2", "note", "Bo", "2026-03-05", Priority::high, links, {}}, d, now);
         QCOMPARE(d.items[1].title, QStringLiteral("Beta 2"));
         QCOMPARE(d.items[1].due, LocalDay::date(QStringView(u"2026-03-05")));
         QCOMPARE(d.items[1].links.size(), 1);
@@ -173,7 +179,7 @@ private Q_SLOTS:
 
         // Nothing but the items changes, and a missing id is no error.
         const Document before = d;
-        apply(Update{"missing", "X", {}, {}, {}, Priority::low, {}}, d, now);
+        apply(Update{"missing", "X", {}, {}, {}, Priority::low, {}, {}}, d, now);
         QCOMPARE(d, before);
         QCOMPARE(d.focus, QStringList{"Ana"});
         QVERIFY(d.settings.hideDone);
@@ -182,7 +188,7 @@ private Q_SLOTS:
     void remapKeepsAddsAndEqualEditsShareAKey() {
         const QList<PendingOp> ops{
             Add{"local-1", "T", {}, {}, Section::action, {}, Priority::low, {}},
-            SetDone{"local-1", true}, Update{"local-1", "T2", {}, {}, {}, Priority::low, {}},
+            SetDone{"local-1", true}, Update{"local-1", "T2", {}, {}, {}, Priority::low, {}, {}},
             Delete{"other"}};
         QStringList targets;
         for (const auto& op : remap(ops, "local-1", "srv-7"))

@@ -11,22 +11,24 @@ ColumnLayout {
         objectName: "launchAtLogin"
         text: "Open at login"
         Accessible.name: text
+        palette.window: Style.controlFrame
         checked: prefs.launchAtLogin
         onToggled: prefs.launchAtLogin = checked
     }
 
     Switch {
         objectName: "showInDock"
-        text: "Show in Dock"
+        text: "Show in taskbar"
         Accessible.name: text
         checked: prefs.showInDock
         onToggled: prefs.showInDock = checked
+        palette.window: Style.controlFrame
         ToolTip.visible: hovered
         ToolTip.delay: 600
-        ToolTip.text: "Also gives the app a menu bar — an accessory app has none"
+        ToolTip.text: "Gives the main window an entry in the taskbar"
     }
     Label {
-        text: "With this off the app lives only in the menu bar."
+        text: "With this off the app lives only in the system tray."
         color: Style.secondaryText
         font.pixelSize: Style.smallFont
         Layout.leftMargin: 4
@@ -42,6 +44,7 @@ ColumnLayout {
                 objectName: "appearance-" + modelData.value
                 text: modelData.label
                 Accessible.name: text
+                palette.window: Style.controlFrame
                 checked: prefs.appearance === modelData.value
                 onToggled: prefs.appearance = modelData.value
             }
@@ -52,6 +55,7 @@ ColumnLayout {
         objectName: "dailyReminder"
         text: "Daily reminder"
         Accessible.name: text
+        palette.window: Style.controlFrame
         checked: prefs.dailyReminder
         onToggled: prefs.dailyReminder = checked
         ToolTip.visible: hovered

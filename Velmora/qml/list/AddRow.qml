@@ -2,6 +2,7 @@ import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
 import Velmora
+import ".."
 
 // Two lines for a quick add: what, how urgent, then where, who and when. Return adds and
 // the row is empty again at once.

@@ -3,10 +3,11 @@ import QtQuick.Controls
 import QtQuick.Layouts
 import Velmora
 import Velmora.Forms
+import ".."
 
-// The selected item in the right pane. Edits stay in the form until "Save"; a move to
-// another item drops them, a change of this item from elsewhere leaves them and brings up
-// the save bar.
+// The selected item in the right pane. Edits stay in the form until "Save" (Ctrl+S); a move
+// to another item saves them, Escape reverts them, and a change of this item from elsewhere
+// leaves them and brings up the save bar.
 FocusScope {
     id: root
     property QtObject store: null
@@ -15,6 +16,15 @@ FocusScope {
     // The confirmed "Delete": the window deletes with undo.
     signal deleteRequested(string id)
 
+    // Return or F2 on a row: the keys go to the title, selected for F2.
+    function focusTitle(selectAll) {
+        titleField.forceActiveFocus()
+        if (selectAll)
+            titleField.selectAll()
+        else
+            titleField.cursorPosition = 0
+    }
+
     ItemEditor {
         id: editor
         store: root.store
@@ -22,6 +32,16 @@ FocusScope {
         onDeleteRequested: id => root.deleteRequested(id)
         onSendingChanged: sending ? sendPopup.open() : sendPopup.close()
         onConfirmingDeleteChanged: confirmingDelete ? deleteDialog.open() : deleteDialog.close()
+    }
+
+    Shortcut {
+        sequences: [StandardKey.Save]
+        enabled: root.visible && editor.canSave
+        onActivated: editor.save()
+    }
+    Keys.onEscapePressed: event => {
+        event.accepted = editor.dirty
+        editor.reset()
     }
 
     Rectangle {
@@ -49,6 +69,7 @@ FocusScope {
 
                 // Title
                 LimitedField {
+                    id: titleField
                     objectName: "titleField"
                     placeholderText: "Title"
                     Accessible.name: "Title"
@@ -127,11 +148,15 @@ FocusScope {
                 }
                 FormRow {
                     label: "Section"
-                    Label {
-                        text: editor.sectionLabel
-                        color: Style.text
-                        Layout.fillWidth: true
+                    SegmentedPicker {
+                        objectName: "section"
+                        title: "Section"
+                        hint: "Action: you move next. Waiting: someone owes you. Note: just worth knowing."
+                        choices: editor.sectionChoices
+                        current: editor.section
+                        onChosen: value => editor.section = value
                     }
+                    Item { Layout.fillWidth: true }
                 }
                 FormRow {
                     label: "Added"

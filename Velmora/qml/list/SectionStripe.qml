@@ -1,5 +1,6 @@
 import QtQuick
 import Velmora
+import ".."
 
 // Which list an item is on (action, waiting, note), as a thin bar in the section's colour.
 Rectangle {

@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Controls
+import ".."
 
 // The one context menu of the list; the list sets it up for the row it opens on.
 Menu {

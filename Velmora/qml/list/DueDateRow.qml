@@ -2,6 +2,7 @@ import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
 import Velmora
+import ".."
 
 // An optional day: a switch named by the title and, while it is on, the day's picker.
 // Turning it on gives the start of today. `date` is null or a Date; the owner sets it from
@@ -17,6 +18,7 @@ RowLayout {
 
     Switch {
         id: toggle
+        palette.window: Style.controlFrame
         text: row.showsTitle ? row.title : ""
         leftPadding: 0
         Accessible.name: row.title

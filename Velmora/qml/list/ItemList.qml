@@ -1,6 +1,7 @@
 import QtQuick
 import QtQuick.Controls
 import Velmora
+import ".."
 
 // The rows of the list, under their group headings; single-select, driven by the keyboard
 // as well as the pointer.
@@ -18,6 +19,8 @@ ListView {
     activeFocusOnTab: true
     Accessible.role: Accessible.List
     Accessible.name: "Tasks"
+    // Return opens the selected task in the pane; F2 there with its title selected.
+    signal editRequested(bool rename)
     ScrollBar.vertical: ScrollBar {}
 
     onCurrentIndexChanged: if (currentIndex >= 0) positionViewAtIndex(currentIndex, ListView.Contain)
@@ -32,6 +35,10 @@ ListView {
         if (menuKey && currentItem) {
             openMenu(currentItem, 40, currentItem.height / 2)
             event.accepted = true
+        } else if (currentIndex >= 0 && (event.key === Qt.Key_Return
+                                         || event.key === Qt.Key_Enter || event.key === Qt.Key_F2)) {
+            editRequested(event.key === Qt.Key_F2)
+            event.accepted = true
         }
     }
 
@@ -42,42 +49,10 @@ ListView {
         menu.popup(row, x, y)
     }
 
-    section.property: "group"
-    section.criteria: ViewSection.FullString
-    section.delegate: Item {
-        id: header
-        required property string section
-        width: ListView.view.width
-        height: section.length > 0 ? 30 : 0
-        visible: section.length > 0
-        Label {
-            anchors.left: parent.left
-            anchors.leftMargin: Style.spacing
-            anchors.bottom: parent.bottom
-            anchors.bottomMargin: 4
-            text: header.section
-            font.pixelSize: Style.smallFont
-            font.weight: Font.DemiBold
-            font.capitalization: Font.AllUppercase
-            font.letterSpacing: 0.6
-            color: Style.secondaryText
-        }
-        Label {
-            objectName: "lateCount"
-            anchors.right: parent.right
-            anchors.rightMargin: Style.spacing
-            anchors.bottom: parent.bottom
-            anchors.bottomMargin: 4
-            visible: header.section === "Due Now" && mainWindow.dueNowLate > 0
-            text: mainWindow.dueNowLate + " late"
-            font.pixelSize: Style.smallFont
-            font.weight: Font.DemiBold
-            color: Style.warning
-        }
-    }
-
     delegate: ItemRow {
+        required heading
         width: ListView.view.width
+        lateCount: heading === "Due Now" ? mainWindow.dueNowLate : 0
         selected: ListView.isCurrentItem
         onActivated: {
             mainWindow.select(index)

@@ -2,6 +2,7 @@ import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
 import Velmora
+import ".."
 
 // One item in a short list: a round check, the title on one line, the source beneath.
 ItemDelegate {

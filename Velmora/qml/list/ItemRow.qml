@@ -2,6 +2,7 @@ import QtQuick
 import QtQuick.Controls
 import QtQuick.Controls.impl
 import Velmora
+import ".."
 
 // One row of the main list. The list can hold thousands, so the row stays cheap: anchors and
 // plain Rows rather than layouts, no menu of its own, and the parts few rows show (the AI
@@ -25,8 +26,13 @@ Rectangle {
     required property string firstLinkUrl
     required property int moreLinks
     required property bool sectionRedundant
+    // The group heading drawn above the first row of a group; "" on the others.
+    property string heading: ""
+    property int lateCount: 0
     property bool selected: false
     readonly property bool hovered: hover.hovered
+    // The flag button goes with the pointer; a tooltip it had open would stay behind.
+    onHoveredChanged: if (!hovered && ToolTip.toolTip.visible) ToolTip.toolTip.hide()
 
     signal activated()
     signal toggleRequested()
@@ -35,9 +41,8 @@ Rectangle {
     signal contextMenuRequested(real x, real y)
 
     implicitWidth: 560
-    implicitHeight: Style.rowHeight
-    radius: Style.rowRadius
-    color: selected ? Style.selection : hover.hovered ? Style.hover : "transparent"
+    implicitHeight: body.y + Style.rowHeight
+    color: "transparent"
 
     Accessible.role: Accessible.ListItem
     Accessible.name: title
@@ -51,9 +56,49 @@ Rectangle {
         }
     }
 
-    HoverHandler { id: hover }
+    Item {
+        id: headingBar
+        objectName: "heading"
+        width: row.width
+        height: row.heading.length > 0 ? 30 : 0
+        visible: height > 0
+        Label {
+            anchors.left: parent.left
+            anchors.leftMargin: Style.spacing
+            anchors.bottom: parent.bottom
+            anchors.bottomMargin: 4
+            text: row.heading
+            font.pixelSize: Style.smallFont
+            font.weight: Font.DemiBold
+            font.capitalization: Font.AllUppercase
+            font.letterSpacing: 0.6
+            color: Style.secondaryText
+            Accessible.role: Accessible.Heading
+        }
+        Label {
+            objectName: "lateCount"
+            anchors.right: parent.right
+            anchors.rightMargin: Style.spacing
+            anchors.bottom: parent.bottom
+            anchors.bottomMargin: 4
+            visible: row.lateCount > 0
+            text: row.lateCount + " late"
+            font.pixelSize: Style.smallFont
+            font.weight: Font.DemiBold
+            color: Style.warning
+        }
+    }
+    Rectangle {
+        id: body
+        y: headingBar.height
+        width: row.width
+        height: Style.rowHeight
+        radius: Style.rowRadius
+        color: row.selected ? Style.selection : hover.hovered ? Style.hover : "transparent"
+        HoverHandler { id: hover }
+    }
     MouseArea {
-        anchors.fill: parent
+        anchors.fill: body
         acceptedButtons: Qt.LeftButton | Qt.RightButton
         onPressed: mouse => {
             if (mouse.button === Qt.LeftButton)
@@ -68,8 +113,8 @@ Rectangle {
     SectionStripe {
         objectName: "stripe"
         x: 5
-        anchors.verticalCenter: parent.verticalCenter
-        height: row.height - 14
+        anchors.verticalCenter: body.verticalCenter
+        height: body.height - 14
         visible: !row.sectionRedundant
         section: row.section
         dimmed: row.done
@@ -79,7 +124,7 @@ Rectangle {
         id: check
         objectName: "check"
         x: 16
-        anchors.verticalCenter: parent.verticalCenter
+        anchors.verticalCenter: body.verticalCenter
         width: 18
         height: 18
         hoverEnabled: true
@@ -109,7 +154,7 @@ Rectangle {
         id: lead
         anchors.left: check.right
         anchors.leftMargin: 10
-        anchors.verticalCenter: parent.verticalCenter
+        anchors.verticalCenter: body.verticalCenter
         spacing: 8
         readonly property real room: trail.x - 12 - x
 
@@ -125,6 +170,10 @@ Rectangle {
             color: row.done ? Style.secondaryText : Style.text
             font.pixelSize: Style.bodyFont
             font.strikeout: row.done
+            // A title cut short shows whole over the row.
+            ToolTip.visible: truncated && hover.hovered
+            ToolTip.delay: 800
+            ToolTip.text: row.title
         }
         ChannelPill {
             id: pill
@@ -153,7 +202,7 @@ Rectangle {
         id: trail
         anchors.right: parent.right
         anchors.rightMargin: 8
-        anchors.verticalCenter: parent.verticalCenter
+        anchors.verticalCenter: body.verticalCenter
         spacing: 6
 
         Text {

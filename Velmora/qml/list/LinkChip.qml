@@ -2,6 +2,7 @@ import QtQuick
 import QtQuick.Controls
 import QtQuick.Controls.impl
 import Velmora
+import ".."
 
 // A link as a small chip: its name, the address in the tooltip; a click opens it in the
 // browser. Only web and mail addresses open, so a link can never start a local program.

@@ -2,6 +2,7 @@ import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
 import Velmora
+import ".."
 
 // The section chips and, while anything narrows the list, a line that says what.
 ColumnLayout {

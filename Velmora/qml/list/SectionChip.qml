@@ -1,6 +1,7 @@
 import QtQuick
 import QtQuick.Controls
 import Velmora
+import ".."
 
 // One of the filter bar's toggles: a pill with the title and, when there is one, the count
 // after it. `clicked` is the button's own signal.

@@ -2,11 +2,13 @@ import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
 import Velmora
+import ".."
 
 // The search field and the controls of the list's order and filters.
 RowLayout {
     id: row
     spacing: 2
+    property alias field: search
 
     TextField {
         id: search

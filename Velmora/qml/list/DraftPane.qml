@@ -3,6 +3,7 @@ import QtQuick.Controls
 import QtQuick.Layouts
 import Velmora
 import Velmora.Forms
+import ".."
 
 // The new-task form in the right pane, filled from the add row or from Smart Add. The
 // window fills it through `editor` and closes it on `done` or `cancelled`.
@@ -12,11 +13,13 @@ FocusScope {
     readonly property alias editor: draft
     signal done()
     signal cancelled()
+    signal added(string localID)
 
     DraftEditor {
         id: draft
         store: root.store
         onDone: root.done()
+        onAdded: localID => root.added(localID)
         onCancelled: root.cancelled()
         onFilled: titleField.forceActiveFocus()
     }
