@@ -33,6 +33,8 @@ public:
         QString databasePath;
         // Seed the demo account (`serve --demo`); its token is demoToken().
         bool demo = false;
+        // `serve --auto-sign-in NAME`: the browser sign-in signs straight in as NAME.
+        QString autoSignIn;
     };
 
     ServerProcess();
@@ -116,6 +118,7 @@ public:
         int status = 0; // 0: no HTTP reply (connection closed, refused...)
         QByteArray body;
         JsonValue json() const; // the body parsed; null when it is not JSON
+        QByteArray location;    // the Location header of a redirect
     };
     using Headers = QList<QPair<QByteArray, QByteArray>>;
     Reply request(const QByteArray& method, const QByteArray& path, const QByteArray& body = {},
