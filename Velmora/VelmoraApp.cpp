@@ -1,12 +1,14 @@
 #include "VelmoraApp.h"
 
 #include "AppEnvironment.h"
+#include "ConnectionsModel.h"
 #include "DraftEditor.h"
 #include "HelpPages.h"
 #include "ItemEditor.h"
 #include "MainWindow.h"
 #include "ReviewPaneModel.h"
 #include "RulesViewModel.h"
+#include "SignIn.h"
 #include "Tray.h"
 #include "TunePanelModel.h"
 #include "VelmoraConfig.h"
@@ -127,6 +129,7 @@ QCoro::Task<bool> VelmoraApp::start() {
     TunePanelModel::registerType();
     HelpPages::registerType();
     DraftEditor::registerType();
+    ConnectionsModel::registerType();
     m_engine = std::make_unique<QQmlApplicationEngine>();
     QQmlContext* context = m_engine->rootContext();
     context->setContextProperty(QStringLiteral("app"), m_delegate.get());
@@ -259,8 +262,19 @@ void VelmoraApp::openSettings() {
 }
 
 void VelmoraApp::activate(const QStringList& arguments) {
-    Q_UNUSED(arguments)
+    openLinks(arguments);
     openMainWindow();
+}
+
+bool VelmoraApp::openLinks(const QStringList& arguments) {
+    const QList<SignIn::Link> links = SignIn::links(arguments);
+    for (const SignIn::Link& link : links) {
+        if (link.kind == SignIn::Link::Kind::invitation)
+            Q_EMIT invitationOpened(link.code);
+        else if (m_tokenSetup)
+            m_tokenSetup->acceptCode(link.code);
+    }
+    return !links.isEmpty();
 }
 
 void VelmoraApp::connectFromTokenFile() {
