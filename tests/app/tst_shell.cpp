@@ -908,6 +908,7 @@ private Q_SLOTS:
         QCOMPARE(QUrlQuery(opened).queryItemValue(QStringLiteral("provider")),
                  QStringLiteral("apple"));
         QVERIFY(!shell.find(main, QStringLiteral("googleDoor"))->isEnabled());
+        screenshot(main, QStringLiteral("sign-in-waiting"));
         Shell::click(shell.find(main, QStringLiteral("cancelSignIn")));
         QVERIFY(!setup->busy());
         const QString late = browse();

@@ -34,7 +34,7 @@ public:
         // Seed the demo account (`serve --demo`); its token is demoToken().
         bool demo = false;
         // `serve --auto-sign-in NAME`: the browser sign-in signs straight in as NAME.
-        QString autoSignIn;
+        QString autoSignIn = {};
     };
 
     ServerProcess();
@@ -117,8 +117,8 @@ public:
     struct Reply {
         int status = 0; // 0: no HTTP reply (connection closed, refused...)
         QByteArray body;
-        JsonValue json() const; // the body parsed; null when it is not JSON
-        QByteArray location;    // the Location header of a redirect
+        JsonValue json() const;   // the body parsed; null when it is not JSON
+        QByteArray location = {}; // the Location header of a redirect
     };
     using Headers = QList<QPair<QByteArray, QByteArray>>;
     Reply request(const QByteArray& method, const QByteArray& path, const QByteArray& body = {},

@@ -38,6 +38,8 @@ ColumnLayout {
             selectByMouse: true
             text: row.value
             font.family: "monospace"
+            // The start of a long URL says what it is; the rest scrolls.
+            onTextChanged: cursorPosition = 0
             Accessible.name: row.label
         }
         Button {
