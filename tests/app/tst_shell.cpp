@@ -937,6 +937,7 @@ private Q_SLOTS:
             qobject_cast<ConnectionsModel*>(screen->property("model").value<QObject*>());
         QTRY_COMPARE_WITH_TIMEOUT(connections->list().devices.size(), 1, 5000);
         QTRY_VERIFY_WITH_TIMEOUT(Shell::named(main, QStringLiteral("thisComputer")), 5000);
+        QCOMPARE(Shell::unnamedControls(main), QStringList());
         const QString thisDevice = connections->list().devices[0].hash;
         connections->setNewName(QStringLiteral(" Claude "));
         Shell::click(shell.find(main, QStringLiteral("generateToken")));

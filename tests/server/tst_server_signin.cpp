@@ -76,6 +76,12 @@ private Q_SLOTS:
         options.autoSignIn = QStringLiteral("lena");
         ServerProcess server(options);
 
+        // Without a provider or an automatic user, the start page only says so.
+        ServerProcess plain;
+        const auto refusal = plain.request("GET", "/auth/app/start?provider=apple&name=x");
+        QCOMPARE(refusal.status, 200);
+        QVERIFY(refusal.body.contains("no sign-in provider") && refusal.location.isEmpty());
+
         // Wrong provider and a stale finish get pages, never a redirect.
         QCOMPARE(server.request("GET", "/auth/app/start?provider=myspace").status, 400);
         QCOMPARE(server.request("GET", "/auth/app/finish?code=nope").status, 400);
