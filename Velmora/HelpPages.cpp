@@ -1,6 +1,7 @@
 #include "HelpPages.h"
 
 #include "BriefingHelp.h"
+#include "McpSetupHelp.h"
 #include "UpdatesHelp.h"
 
 #include <QtQml>
@@ -43,4 +44,25 @@ QVariantMap HelpPages::updatesWords() const {
             {QStringLiteral("later"), Labels::later},
             {QStringLiteral("reject"), Labels::reject},
             {QStringLiteral("undo"), Labels::undo}};
+}
+
+QVariantMap HelpPages::mcpSetup() const {
+    using namespace McpSetupHelp;
+    const auto note = [](const Note& n) {
+        const QString link = !n.link                               ? QString()
+                             : *n.link == Destination::connections ? QStringLiteral("connections")
+                                                                   : QStringLiteral("prompts");
+        return QVariantMap{{QStringLiteral("title"), n.title},
+                           {QStringLiteral("body"), n.body},
+                           {QStringLiteral("link"), link},
+                           {QStringLiteral("linkLabel"), n.link ? label(*n.link) : QString()}};
+    };
+    QVariantList stepList, tryList;
+    for (const Note& n : steps())
+        stepList.append(note(n));
+    for (const Note& n : tryNotes())
+        tryList.append(note(n));
+    return {{QStringLiteral("title"), title},      {QStringLiteral("lead"), lead()},
+            {QStringLiteral("steps"), stepList},   {QStringLiteral("tryHeading"), tryHeading},
+            {QStringLiteral("tryNotes"), tryList}, {QStringLiteral("trouble"), note(trouble())}};
 }

@@ -14,6 +14,9 @@ class HelpPages : public QObject {
     Q_PROPERTY(QVariantList briefing READ briefing CONSTANT)
     // The words of the update screens that the help shares with them.
     Q_PROPERTY(QVariantMap updatesWords READ updatesWords CONSTANT)
+    // The agent setup guide: {title, lead, steps, tryHeading, tryNotes, trouble}, notes of
+    // {title, body, link, linkLabel} with link "connections", "prompts" or "".
+    Q_PROPERTY(QVariantMap mcpSetup READ mcpSetup CONSTANT)
 
 public:
     using QObject::QObject;
@@ -24,4 +27,5 @@ public:
     QVariantList updates() const;
     QVariantList briefing() const;
     QVariantMap updatesWords() const;
+    QVariantMap mcpSetup() const;
 };

@@ -192,3 +192,26 @@ bool SingleInstance::sendToPrimary(const QStringList& arguments, int timeoutMs) 
     socket.abort();
     return delivered;
 }
+
+int SingleInstance::sendToEveryPrimary(const QStringList& keys, const QStringList& arguments,
+                                       const QString& directory, int timeoutMs) {
+    int delivered = 0;
+    QStringList seen;
+    for (const QString& key : keys) {
+        if (seen.contains(key))
+            continue;
+        seen << key;
+        SingleInstance other(key, directory);
+        // A held lock is a running primary; a free one is let go at once.
+        QLockFile lock(other.m_directory + QLatin1Char('/') + baseName(key) +
+                       QStringLiteral(".lock"));
+        lock.setStaleLockTime(0);
+        if (lock.tryLock(0)) {
+            lock.unlock();
+            continue;
+        }
+        if (other.sendToPrimary(arguments, timeoutMs))
+            ++delivered;
+    }
+    return delivered;
+}

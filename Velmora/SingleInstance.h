@@ -26,6 +26,12 @@ public:
     // answered within `timeoutMs`.
     bool sendToPrimary(const QStringList& arguments, int timeoutMs = 3000);
 
+    // Delivers the arguments to the primary of each key that has one (a `velmora://` address
+    // from the browser, which knows no server); gives how many took them. Keys without a
+    // running primary are skipped at once.
+    static int sendToEveryPrimary(const QStringList& keys, const QStringList& arguments,
+                                  const QString& directory = {}, int timeoutMs = 3000);
+
 Q_SIGNALS:
     // In the primary, for each later launch.
     void activated(const QStringList& arguments);

@@ -1,8 +1,12 @@
 #include "TokenSetup.h"
 
+#include "APIClient.h"
+#include "DeviceName.h"
 #include "Rules.h"
+#include "SignIn.h"
 #include "Store.h"
 
+#include <QDesktopServices>
 #include <QPointer>
 
 TokenSetup::TokenSetup(Store& store, QObject* parent)
@@ -11,6 +15,11 @@ TokenSetup::TokenSetup(Store& store, QObject* parent)
     m_rotation.setInterval(rotationMs);
     connect(&m_rotation, &QTimer::timeout, this, &TokenSetup::advance);
     connect(&m_store, &Store::lastErrorChanged, this, &TokenSetup::warningChanged);
+    // No browser tells when it was closed, so the wait ends by itself.
+    m_giveUp.setSingleShot(true);
+    m_giveUp.setInterval(SignIn::waitMs);
+    connect(&m_giveUp, &QTimer::timeout, this, &TokenSetup::cancelSignIn);
+    m_openBrowser = [](const QUrl& url) { return QDesktopServices::openUrl(url); };
 }
 
 QString TokenSetup::warning() const {
@@ -109,4 +118,74 @@ void TokenSetup::connectWith(const QString& text) {
             self->setFailure(QStringLiteral("The server rejected the sign-in."));
         self->setBusy(false);
     }(this, &m_store, text);
+}
+
+void TokenSetup::setWaiting(bool waiting) {
+    if (waiting == m_waiting)
+        return;
+    m_waiting = waiting;
+    if (waiting)
+        m_giveUp.start();
+    else
+        m_giveUp.stop();
+    Q_EMIT waitingForBrowserChanged();
+}
+
+void TokenSetup::signIn(const QString& provider) {
+    if (m_busy)
+        return;
+    setBusy(true);
+    setFailure({});
+    setWaiting(true);
+    const int attempt = ++m_attempt;
+    DeviceName::fetch(this, [this, attempt, provider](QString deviceName) {
+        if (attempt == m_attempt && m_waiting)
+            openStartPage(provider, deviceName);
+    });
+}
+
+void TokenSetup::openStartPage(const QString& provider, const QString& deviceName) {
+    const QUrl url = SignIn::startURL(APIClient::defaultBaseURL(), provider, deviceName);
+    // A page that cannot be opened ends as a closed one would: quietly.
+    if (!url.isValid() || !m_openBrowser(url))
+        cancelSignIn();
+}
+
+void TokenSetup::cancelSignIn() {
+    if (!m_waiting)
+        return;
+    ++m_attempt;
+    setWaiting(false);
+    setBusy(false);
+}
+
+bool TokenSetup::acceptCode(const QString& code) {
+    if (!m_waiting)
+        return false;
+    ++m_attempt;
+    setWaiting(false);
+    [](QPointer<TokenSetup> self, Store* store, QString code) -> QCoro::Task<> {
+        QString token;
+        try {
+            APIClient client(APIClient::defaultBaseURL());
+            auto pairing = client.pair(std::move(code));
+            token = co_await std::move(pairing);
+        } catch (const std::exception&) {
+            if (self) {
+                self->setFailure(QStringLiteral("Sign-in didn't complete. Try again."));
+                self->setBusy(false);
+            }
+            co_return;
+        }
+        if (!self)
+            co_return;
+        auto connecting = store->connect(std::move(token));
+        const bool connected = co_await std::move(connecting);
+        if (!self)
+            co_return;
+        if (!connected && store->lastError().isEmpty())
+            self->setFailure(QStringLiteral("The server rejected the sign-in."));
+        self->setBusy(false);
+    }(this, &m_store, code);
+    return true;
 }

@@ -4,12 +4,14 @@
 
 #include "AppEnvironment.h"
 #include "BriefingPanelModel.h"
+#include "ConnectionsModel.h"
 #include "DraftEditor.h"
 #include "HelpPages.h"
 #include "ItemEditor.h"
 #include "MainWindow.h"
 #include "ReviewPaneModel.h"
 #include "RulesViewModel.h"
+#include "SignIn.h"
 #include "Tray.h"
 #include "TunePanelModel.h"
 #include "VelmoraConfig.h"
@@ -132,6 +134,7 @@ QCoro::Task<bool> VelmoraApp::start() {
     BriefingPanelModel::registerType();
     HelpPages::registerType();
     DraftEditor::registerType();
+    ConnectionsModel::registerType();
     m_engine = std::make_unique<QQmlApplicationEngine>();
     QQmlContext* context = m_engine->rootContext();
     context->setContextProperty(QStringLiteral("app"), m_delegate.get());
@@ -281,6 +284,7 @@ void VelmoraApp::activate(const QStringList& arguments) {
             if (const QString token = argument.section(QLatin1Char('='), 1);
                 plainToken.match(token).hasMatch())
                 qputenv("XDG_ACTIVATION_TOKEN", token.toLatin1());
+    openLinks(arguments);
     openMainWindow();
     runCommand(arguments);
 }
@@ -292,6 +296,17 @@ void VelmoraApp::runCommand(const QStringList& arguments) {
         m_mainWindowModel->smartAdd();
     else if (arguments.contains(QLatin1String("--new")))
         m_mainWindowModel->openNewTask();
+}
+
+bool VelmoraApp::openLinks(const QStringList& arguments) {
+    const QList<SignIn::Link> links = SignIn::links(arguments);
+    for (const SignIn::Link& link : links) {
+        if (link.kind == SignIn::Link::Kind::invitation)
+            Q_EMIT invitationOpened(link.code);
+        else if (m_tokenSetup)
+            m_tokenSetup->acceptCode(link.code);
+    }
+    return !links.isEmpty();
 }
 
 void VelmoraApp::connectFromTokenFile() {

@@ -70,12 +70,19 @@ public:
     void activate(const QStringList& arguments);
     // `--new` opens the new-task form, `--smart-add` runs Smart Add, in the main window.
     void runCommand(const QStringList& arguments);
+    // The `velmora://` addresses among a launch's arguments: a sign-in's code goes to the
+    // sign-in window (taken only while it waits for one), an invitation to invitationOpened.
+    // True when there was any.
+    bool openLinks(const QStringList& arguments);
 
     // Appearance picked in the settings, or the desktop's own when "Match system".
     static bool isDark(Appearance appearance, bool desktopPrefersDark);
 
 Q_SIGNALS:
     void started();
+    // `velmora://i/<code>`: an invitation link opened on this computer, for the people
+    // screens to show.
+    void invitationOpened(const QString& code);
 
 private:
     QQuickWindow* load(const QString& file);

@@ -1,4 +1,5 @@
 #include "AppEnvironment.h"
+#include "SignIn.h"
 #include "SingleInstance.h"
 #include "VelmoraApp.h"
 #include "VelmoraConfig.h"
@@ -57,6 +58,17 @@ int main(int argc, char* argv[]) {
     QApplication::setWindowIcon(QIcon(QStringLiteral(":/velmora/icons/org.velmora.app.svg")));
     parser.process(app);
 
+    // The browser's sign-in callback starts `velmora URL` without --server: every running
+    // app takes it, and only one that is signing in uses it.
+    if (!SignIn::links(parser.positionalArguments()).isEmpty() &&
+        SingleInstance::sendToEveryPrimary(
+            {Environment::activeKeychainService(),
+             Environment::keychainService(AppEnvironment::production),
+             Environment::keychainService(AppEnvironment::test),
+             Environment::overrideKeychainService()},
+            arguments) > 0)
+        return 0;
+
     // A second launch fronts the running app and leaves.
     SingleInstance instance(Environment::activeKeychainService());
     if (!instance.claim()) {
@@ -81,8 +93,10 @@ int main(int argc, char* argv[]) {
         auto starting = velmora->start();
         if (!co_await std::move(starting))
             QTimer::singleShot(0, [] { QCoreApplication::exit(1); });
-        else
+        else {
             velmora->runCommand(arguments);
+            velmora->openLinks(arguments);
+        }
     }(&velmora, arguments);
     return QApplication::exec();
 }

@@ -36,6 +36,8 @@ Popup {
         Label {
             width: parent.width
             text: alert.title
+            // A title may carry a name from the server.
+            textFormat: Text.PlainText
             wrapMode: Text.WordWrap
             font.pixelSize: Style.bodyFont + 2
             font.weight: Font.DemiBold

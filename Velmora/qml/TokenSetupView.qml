@@ -59,6 +59,7 @@ Item {
                 opacity: enabled ? 1 : 0.5
                 Layout.fillWidth: true
                 Accessible.name: text
+                onClicked: tokenSetup.signIn("apple")
             }
             Button {
                 objectName: "googleDoor"
@@ -69,14 +70,7 @@ Item {
                 Accessible.name: text
                 icon.source: "qrc:/velmora/icons/google-mark.svg"
                 icon.color: "transparent"
-            }
-            Label {
-                text: "Browser sign-in is on its way; paste a token meanwhile."
-                visible: !tokenSetup.doorsEnabled
-                color: Style.secondaryText
-                font.pixelSize: Style.smallFont
-                wrapMode: Text.WordWrap
-                Layout.fillWidth: true
+                onClicked: tokenSetup.signIn("google")
             }
 
             RowLayout {
@@ -112,6 +106,13 @@ Item {
                     sourceComponent: BusyIndicator { running: true }
                 }
                 Label { text: "Signing in…" }
+                Button {
+                    objectName: "cancelSignIn"
+                    text: "Cancel"
+                    Accessible.name: text
+                    visible: tokenSetup.waitingForBrowser
+                    onClicked: tokenSetup.cancelSignIn()
+                }
             }
             Label {
                 objectName: "warningLabel"

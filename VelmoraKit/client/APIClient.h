@@ -3,6 +3,7 @@
 #include "AIRecords.h"
 #include "APIError.h"
 #include "Briefing.h"
+#include "Connections.h"
 #include "Json.h"
 #include "Proposal.h"
 #include "Records.h"
@@ -178,10 +179,30 @@ public:
                                  std::optional<QString> disposition,
                                  std::optional<QString> briefingId);
 
+    // Sign-in (APIClientConnections.cpp): each posts without a token and gives the new one.
+    // Only `pair` is used here; the other two are for a client that speaks to the identity
+    // providers itself and brings its own nonce and verifier.
+    QCoro::Task<QString> pair(QString code);
+    QCoro::Task<QString> appleSignIn(QString identityToken, QString rawNonce,
+                                     std::optional<QString> name, QString deviceName);
+    QCoro::Task<QString> googleSignIn(QString code, QString codeVerifier, QString redirectURI,
+                                      QString deviceName);
+    // The account's tokens split by kind; an agent token made now (shown this once); revoke.
+    QCoro::Task<Connections> listConnections();
+    QCoro::Task<CreatedToken> createConnection(QString name);
+    QCoro::Task<> revokeConnection(QString hash);
+    // Public, on exactly 200; any other status or a lost connection is
+    // APIError::server(0, "prompts unavailable").
+    QCoro::Task<QList<RemotePrompt>> samplePrompts();
+    static const QList<RemotePrompt>& bundledSamplePrompts() {
+        return ConnectionsFormat::bundledPrompts();
+    }
+
 Q_SIGNALS:
     void tokenChanged();
 
 private:
+    QCoro::Task<QString> signInCall(QString path, JsonValue body);
     QCoro::Task<RawReply> transport(QNetworkRequest request, QByteArray method, QByteArray body);
     QCoro::Task<QByteArray> call(QString method, JsonValue::Array args, HttpHeaders headers);
 

@@ -53,8 +53,16 @@ bool isLoopback(const QString& host) {
 
 } // namespace
 
+QUrl withoutTrailingSlash(QUrl url) {
+    QString path = url.path();
+    while (path.endsWith(QLatin1Char('/')))
+        path.chop(1);
+    url.setPath(path);
+    return url;
+}
+
 ServerOverride parseServerOverride(const QString& text) {
-    const QUrl url(text, QUrl::StrictMode);
+    const QUrl url = withoutTrailingSlash(QUrl(text, QUrl::StrictMode));
     if (!url.isValid() || url.host().isEmpty())
         return {{}, QStringLiteral("--server: not a URL: %1").arg(text)};
     const QString scheme = url.scheme().toLower();
@@ -81,7 +89,7 @@ std::optional<QUrl>& serverOverride() {
 } // namespace
 
 void setServerOverride(const std::optional<QUrl>& url) {
-    serverOverride() = url;
+    serverOverride() = url ? std::optional(withoutTrailingSlash(*url)) : std::nullopt;
 }
 
 QUrl activeBaseURL() {

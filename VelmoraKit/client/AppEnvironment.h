@@ -25,7 +25,9 @@ struct ServerOverride {
     QUrl url;
     QString error; // set when the URL is refused
 };
+// The URL comes back without a trailing "/", so "<base>/mcp" never reads "//mcp".
 ServerOverride parseServerOverride(const QString& text);
+QUrl withoutTrailingSlash(QUrl url);
 // The keychain service of an override: never the production or test one.
 QString overrideKeychainService();
 

@@ -1,13 +1,16 @@
 #include "HttpApi.h"
 
 #include "AdminApi.h"
+#include "AuthApi.h"
 #include "BriefingApi.h"
 #include "CreditsApi.h"
 #include "DismissApi.h"
 #include "McpApi.h"
+#include "PromptsApi.h"
 #include "Routes.h"
 #include "SmartInsertApi.h"
 #include "StoreApi.h"
+#include "TokensApi.h"
 #include "UsageApi.h"
 
 #include <httplib.h>
@@ -57,6 +60,9 @@ void installApi(httplib::Server& server, Service& service, FaultPlan& faults) {
     CreditsApi::install(server, service, faults);
     DismissApi::install(server, service, faults);
     BriefingApi::install(server, service, faults);
+    AuthApi::install(server, service, faults);
+    TokensApi::install(server, service, faults);
+    PromptsApi::install(server, faults);
 }
 
 void installAdmin(httplib::Server& server, Service& service, FaultPlan& faults,
@@ -78,6 +84,7 @@ void installAdmin(httplib::Server& server, Service& service, FaultPlan& faults,
     McpApi::installAdmin(server);
     CreditsApi::installAdmin(server, service);
     BriefingApi::installAdmin(server, service);
+    PromptsApi::installAdmin(server);
 }
 
 } // namespace HttpApi

@@ -63,9 +63,22 @@ std::optional<qint64> Service::authenticate(const QByteArray& token) {
         return std::nullopt;
     const QByteArray print = fingerprint(QString::fromUtf8(token));
     std::lock_guard lock(m_mutex);
-    if (const auto user = m_storage.userForFingerprint(print))
-        return user->id;
-    return std::nullopt;
+    const auto user = m_storage.userForFingerprint(print);
+    if (!user)
+        return std::nullopt;
+    const qint64 seconds = QDateTime::currentSecsSinceEpoch();
+    qint64& touched = m_touched[print];
+    if (seconds - touched >= 60) {
+        // A failed stamp must not refuse the call it stamps.
+        try {
+            m_storage.touchToken(print, now());
+            touched = seconds;
+        } catch (const StorageError&) {
+        }
+    }
+    if (m_touched.size() > 100000)
+        m_touched.clear();
+    return user->id;
 }
 
 UserState& Service::stateOf(qint64 userId) {
@@ -215,6 +228,16 @@ Service::NewToken Service::issueToken(const QString& name, bool onlyOne) {
     m_storage.addToken(user->id, fingerprint(token), now());
     transaction.commit();
     return NewToken{user->name, token};
+}
+
+qint64 Service::ensureUser(const QString& name) {
+    std::lock_guard lock(m_mutex);
+    if (const auto id = userId(name))
+        return *id;
+    Storage::Transaction transaction(m_storage);
+    const qint64 id = m_storage.createUser(name, now()).id;
+    transaction.commit();
+    return id;
 }
 
 bool Service::setOpenCap(const QString& name, std::optional<qint64> cap) {

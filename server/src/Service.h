@@ -58,6 +58,8 @@ public:
     // Creates the user if needed and gives a fresh token for it; `onlyOne` revokes the
     // user's other tokens.
     NewToken issueToken(const QString& name, bool onlyOne = false);
+    // The id of the user of that name, made with an empty list when missing.
+    qint64 ensureUser(const QString& name);
     // False when there is no such user.
     bool setOpenCap(const QString& name, std::optional<qint64> cap);
     // Smart Adds each user may make in a month; SmartReading::defaultMonthlyCap at first.
@@ -93,6 +95,8 @@ private:
     std::map<qint64, UserState> m_cache;
     qint64 m_lastPurge = 0;
     std::atomic<qint64> m_smartInsertCap;
+    // When each token's last use was last written (seconds): at most once a minute.
+    std::map<QByteArray, qint64> m_touched;
 };
 
 // `{"message": text}`.

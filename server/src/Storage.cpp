@@ -246,6 +246,10 @@ Storage::Storage(const QString& path) {
     exec("PRAGMA synchronous=NORMAL");
     exec("PRAGMA foreign_keys=ON");
     exec(schema);
+    // Tokens made before they had names and kinds are devices; last use is stamped lazily.
+    addColumnIfMissing("tokens", "name", "TEXT");
+    addColumnIfMissing("tokens", "kind", "TEXT NOT NULL DEFAULT 'device'");
+    addColumnIfMissing("tokens", "last_used_at", "TEXT");
 }
 
 Storage::~Storage() {
@@ -343,6 +347,18 @@ std::optional<qint64> Storage::openCap(qint64 userId) {
 void Storage::addToken(qint64 userId, const QByteArray& fingerprint, const QString& now) {
     Statement s(m_db, "INSERT INTO tokens(fingerprint, user_id, created_at) VALUES(?, ?, ?)");
     s.bind(1, fingerprint).bind(2, userId).bind(3, now).run();
+}
+
+void Storage::addToken(qint64 userId, const QByteArray& fingerprint, const QString& now,
+                       const QString& name, const QString& kind) {
+    Statement s(m_db, "INSERT INTO tokens(fingerprint, user_id, created_at, name, kind) "
+                      "VALUES(?, ?, ?, ?, ?)");
+    s.bind(1, fingerprint).bind(2, userId).bind(3, now).bind(4, name).bind(5, kind).run();
+}
+
+void Storage::touchToken(const QByteArray& fingerprint, const QString& now) {
+    Statement s(m_db, "UPDATE tokens SET last_used_at = ? WHERE fingerprint = ?");
+    s.bind(1, now).bind(2, fingerprint).run();
 }
 
 void Storage::removeTokens(qint64 userId) {

@@ -86,6 +86,10 @@ public:
     std::optional<qint64> openCap(qint64 userId);
     void addToken(qint64 userId, const QByteArray& fingerprint, const QString& now);
     void removeTokens(qint64 userId);
+    // A named token of a kind ("device", "mcp").
+    void addToken(qint64 userId, const QByteArray& fingerprint, const QString& now,
+                  const QString& name, const QString& kind);
+    void touchToken(const QByteArray& fingerprint, const QString& now);
 
     UserState loadState(qint64 userId);
     // Writes what differs between the two states (the version always).

@@ -1,5 +1,6 @@
 // velmora-server: the reference server for tests and the local demo.
 
+#include "AuthApi.h"
 #include "BriefingApi.h"
 #include "Demo.h"
 #include "Faults.h"
@@ -36,6 +37,7 @@ constexpr const char* usage =
     "  velmora-server --db FILE serve [--port N] [--bind ADDRESS] [--demo --token-file PATH]\n"
     "                                 [--admin-file PATH] [--admin-port N] [--threads N]\n"
     "                                 [--smart-insert-cap N] [--briefing-delay-ms N]\n"
+    "                                 [--auto-sign-in NAME]\n"
     "FILE may be :memory:.\n";
 
 int fail(const QString& message) {
@@ -99,6 +101,7 @@ struct ServeOptions {
     int threads = 16;
     std::optional<qint64> smartInsertCap;
     qint64 briefingDelayMs = 2000;
+    QString autoSignIn;
 };
 
 int cannotListen(const QString& host, int port) {
@@ -139,6 +142,7 @@ int serve(Service& service, const ServeOptions& options) {
     if (options.smartInsertCap)
         service.setSmartInsertCap(*options.smartInsertCap);
     BriefingApi::setDelay(std::chrono::milliseconds(options.briefingDelayMs));
+    AuthApi::setAutoSignIn(options.autoSignIn);
     if (options.demo) {
         const bool existed = service.state(Demo::userName).has_value();
         // Only the token of this run opens the demo account.
@@ -254,6 +258,10 @@ int run(const QStringList& args) {
                 options.briefingDelayMs = rest[++k].toLongLong(&ok);
                 if (!ok || options.briefingDelayMs < 0 || options.briefingDelayMs > 600000)
                     return usageError(QStringLiteral("--briefing-delay-ms takes 0 to 600000"));
+            } else if (option == u"--auto-sign-in" && hasValue) {
+                options.autoSignIn = rest[++k].trimmed();
+                if (options.autoSignIn.isEmpty() || options.autoSignIn.size() > 100)
+                    return usageError(QStringLiteral("--auto-sign-in takes a user name"));
             } else if (option == u"--bind" && hasValue) {
                 options.bind = rest[++k];
             } else if (option == u"--token-file" && hasValue) {

@@ -1,11 +1,14 @@
 #include "AppEnvironment.h"
 #include "Await.h"
+#include "ConnectionsModel.h"
 #include "CreditsPanelModel.h"
 #include "LoginItems.h"
 #include "MainWindow.h"
 #include "ReviewPaneModel.h"
 #include "RulesViewModel.h"
+#include "SamplePromptsModel.h"
 #include "ServerProcess.h"
+#include "SingleInstance.h"
 #include "Tray.h"
 #include "TunePanelModel.h"
 #include "VelmoraApp.h"
@@ -23,6 +26,7 @@
 #include <QRegularExpression>
 #include <QStandardPaths>
 #include <QTemporaryDir>
+#include <QUrlQuery>
 #include <QtTest>
 
 using TestAwait::await;
@@ -145,6 +149,9 @@ QObject* popup(QQuickWindow* window, const QString& name) {
     throw std::runtime_error(qPrintable(QStringLiteral("no popup ") + name));
 }
 
+const QByteArray twoPrompts = R"({"prompts":[{"id":"a","title":"A","subtitle":"","text":"1"},)"
+                              R"({"id":"b","title":"B","subtitle":"","text":"2"}]})";
+
 // Screenshots go where VELMORA_SCREENSHOT_DIR says, when it says.
 void screenshot(QQuickWindow* window, const QString& name) {
     const QString folder = qEnvironmentVariable("VELMORA_SCREENSHOT_DIR");
@@ -184,7 +191,7 @@ private Q_SLOTS:
         QCOMPARE(main->size(), QSize(940, 600));
         QCOMPARE(main->minimumSize(), QSize(860, 460));
         QVERIFY(Shell::textItem(main, QStringLiteral("WHAT IT LOOKS LIKE")));
-        QVERIFY(!shell.find(main, QStringLiteral("googleDoor"))->isEnabled());
+        QVERIFY(shell.find(main, QStringLiteral("googleDoor"))->isEnabled());
         screenshot(main, QStringLiteral("sign-in"));
 
         // A pasted text that is no token: the Store's words in the warning label.
@@ -946,6 +953,156 @@ private Q_SLOTS:
         QCOMPARE(shell.app->delegate()->router()->screenText(), QStringLiteral("rules"));
         QMetaObject::invokeMethod(shell.action(QStringLiteral("Today only")), "trigger");
         QVERIFY(!view->showAll());
+    }
+
+    // Browser sign-in end to end: a door opens the start page, whose redirect comes back
+    // through the single-instance channel and signs in; a used code and a cancelled wait
+    // sign nothing in. Then Connections: this computer, an agent's token shown once, both
+    // revoked; and the prompts from the server.
+    void browserSignInConnectionsAndPrompts() {
+        ServerProcess::Options options;
+        options.autoSignIn = QStringLiteral("lena");
+        ServerProcess signIn(options);
+        Shell shell(signIn);
+        TokenSetup* setup = shell.app->tokenSetup();
+        Store* store = shell.app->store();
+        QUrl opened;
+        setup->setBrowser([&](const QUrl& url) { return opened = url, true; });
+        // The browser's side: the start page, its redirect, the address it hands to `velmora`.
+        const auto browse = [&] {
+            const auto page =
+                signIn.request("GET", opened.toEncoded(QUrl::RemoveScheme | QUrl::RemoveAuthority));
+            const auto next = QRegularExpression(QStringLiteral("url=(finish\\?code=\\w+)"))
+                                  .match(QString::fromUtf8(page.body));
+            return QString::fromUtf8(
+                signIn.request("GET", "/auth/app/" + next.captured(1).toUtf8()).location);
+        };
+        QTemporaryDir runtime;
+        SingleInstance primary(QStringLiteral("signin-test"), runtime.path());
+        QVERIFY(primary.claim());
+        connect(&primary, &SingleInstance::activated, shell.app.get(), &VelmoraApp::activate);
+        const auto deliver = [&](const QString& url) {
+            QCOMPARE(SingleInstance::sendToEveryPrimary(
+                         {QStringLiteral("signin-test"), QStringLiteral("none")},
+                         {QStringLiteral("velmora"), url}, runtime.path()),
+                     1);
+        };
+        QQuickWindow* main = shell.app->mainWindow();
+
+        // Cancel: back to the doors, and a code that comes later is ignored.
+        Shell::click(shell.find(main, QStringLiteral("appleDoor")));
+        QTRY_VERIFY_WITH_TIMEOUT(opened.isValid(), 5000);
+        QCOMPARE(QUrlQuery(opened).queryItemValue(QStringLiteral("provider")),
+                 QStringLiteral("apple"));
+        QVERIFY(!shell.find(main, QStringLiteral("googleDoor"))->isEnabled());
+        screenshot(main, QStringLiteral("sign-in-waiting"));
+        Shell::click(shell.find(main, QStringLiteral("cancelSignIn")));
+        QVERIFY(!setup->busy());
+        const QString late = browse();
+        deliver(late);
+        QTest::qWait(300);
+        QVERIFY(!store->hasToken());
+
+        // The door, the browser, the redirect delivered: signed in on the sample list.
+        Shell::click(shell.find(main, QStringLiteral("googleDoor")));
+        QTRY_VERIFY_WITH_TIMEOUT(setup->waitingForBrowser() &&
+                                     QUrlQuery(opened).queryItemValue(QStringLiteral("provider")) ==
+                                         u"google",
+                                 5000);
+        const QString url = browse();
+        QVERIFY2(url.startsWith(u"velmora://auth?code="), qPrintable(url));
+        deliver(url);
+        QTRY_VERIFY_WITH_TIMEOUT(store->hasToken() && !store->document().items.isEmpty(), 10000);
+
+        // Connections: this computer, then an agent's token, shown once.
+        main->resize(1180, 760);
+        shell.app->mainModel()->showScreen(QStringLiteral("connections"));
+        QQuickItem* screen = nullptr;
+        QTRY_VERIFY_WITH_TIMEOUT((screen = Shell::named(main, QStringLiteral("connectionsScreen"))),
+                                 5000);
+        auto* connections =
+            qobject_cast<ConnectionsModel*>(screen->property("model").value<QObject*>());
+        QTRY_COMPARE_WITH_TIMEOUT(connections->list().devices.size(), 1, 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(Shell::named(main, QStringLiteral("thisComputer")), 5000);
+        QCOMPARE(Shell::unnamedControls(main), QStringList());
+        const QString thisDevice = connections->list().devices[0].hash;
+        connections->setNewName(QStringLiteral(" Claude "));
+        Shell::click(shell.find(main, QStringLiteral("generateToken")));
+        QTRY_VERIFY_WITH_TIMEOUT(connections->minted(), 5000);
+        const QString agent = connections->minted()->token;
+        QCOMPARE(connections->mintedForms().size(), 3);
+        QVERIFY(connections->mintedForms()[0].toMap()[QStringLiteral("value")].toString().endsWith(
+            QStringLiteral("/mcp/") + agent));
+        QCOMPARE(signIn.call(agent, QStringLiteral("load")).status, 200);
+        for (const QString& appearance : {QStringLiteral("light"), QStringLiteral("dark")}) {
+            shell.app->prefs()->setAppearanceText(appearance);
+            screenshot(main, QStringLiteral("connections-minted-") + appearance);
+        }
+        Shell::click(shell.find(main, QStringLiteral("mintedDone")));
+        QTRY_COMPARE_WITH_TIMEOUT(connections->list().tokens.size(), 1, 5000);
+        for (const QString& appearance : {QStringLiteral("dark"), QStringLiteral("light")}) {
+            shell.app->prefs()->setAppearanceText(appearance);
+            screenshot(main, QStringLiteral("connections-") + appearance);
+        }
+        QVERIFY(!connections->minted());
+        for (auto* item : Shell::items(main))
+            QVERIFY(!item->property("text").toString().contains(agent));
+
+        // Revoked, the agent's token is refused; this computer's own sends it to the doors.
+        connections->askRevoke(connections->list().tokens[0].hash);
+        QTRY_VERIFY_WITH_TIMEOUT(Shell::named(main, QStringLiteral("confirmRevoke")), 5000);
+        Shell::click(shell.find(main, QStringLiteral("confirmRevoke")));
+        QTRY_COMPARE_WITH_TIMEOUT(signIn.call(agent, QStringLiteral("load")).status, 401, 5000);
+
+        // The prompts: a 204 keeps the built-in four; the admin's pair replaces them.
+        SamplePromptsModel prompts;
+        ServerProcess::Fault noContent;
+        noContent.method = QStringLiteral("GET");
+        noContent.path = QStringLiteral("/api/prompts");
+        noContent.status = 204;
+        signIn.inject(noContent);
+        await(prompts.runLoad());
+        QCOMPARE(prompts.count(), 4);
+        QCOMPARE(signIn.admin("PUT", QStringLiteral("/admin/prompts"), twoPrompts).status, 200);
+        await(prompts.runLoad());
+        QCOMPARE(prompts.counter(), QStringLiteral("1 of 2"));
+
+        // The agent setup guide in the Updates tab; its prompts link opens them in Connections.
+        shell.app->mainModel()->setAiTab(QStringLiteral("updates"));
+        shell.app->mainModel()->showScreen(QStringLiteral("ai"));
+        shell.app->delegate()->router()->setAiSetupOpen(true);
+        QTRY_VERIFY_WITH_TIMEOUT(Shell::textItem(main, QStringLiteral("Using Claude with MCP")),
+                                 5000);
+        screenshot(main, QStringLiteral("mcp-setup"));
+        QVERIFY(QMetaObject::invokeMethod(Shell::textItem(main, QStringLiteral("See prompts →")),
+                                          "clicked"));
+        QTRY_COMPARE_WITH_TIMEOUT(shell.app->delegate()->router()->connectionsAnchor(),
+                                  QStringLiteral("prompts"), 5000);
+
+        // The screen is made anew, with its own model.
+        QTRY_VERIFY_WITH_TIMEOUT((screen = Shell::named(main, QStringLiteral("connectionsScreen"))),
+                                 5000);
+        connections = qobject_cast<ConnectionsModel*>(screen->property("model").value<QObject*>());
+        QTRY_COMPARE_WITH_TIMEOUT(connections->list().devices.size(), 1, 5000);
+        const QString snapshot =
+            shell.dir.filePath(QStringLiteral("data/") + QLatin1String(OfflineDisk::fileName));
+        QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(snapshot), 5000);
+        connections->askRevoke(thisDevice);
+        QCOMPARE(
+            connections->confirmTitle(),
+            QStringLiteral("Sign this computer out? The app will return to the sign-in screen."));
+        connections->confirmRevoke();
+        QTRY_VERIFY_WITH_TIMEOUT(!store->hasToken(), 5000);
+        QVERIFY(!QFile::exists(snapshot));
+        QVERIFY(Shell::textItem(main, QStringLiteral("WHAT IT LOOKS LIKE")));
+
+        // A used code: the sign-in's failure, and still signed out.
+        Shell::click(shell.find(main, QStringLiteral("googleDoor")));
+        QTRY_VERIFY_WITH_TIMEOUT(setup->waitingForBrowser(), 5000);
+        deliver(url);
+        QTRY_COMPARE_WITH_TIMEOUT(setup->warning(),
+                                  QStringLiteral("Sign-in didn't complete. Try again."), 5000);
+        QVERIFY(!store->hasToken());
     }
 
     void panelOpensNextToTheIconOrAtTheCursor_data() {

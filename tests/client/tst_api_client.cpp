@@ -429,6 +429,7 @@ private Q_SLOTS:
         QCOMPARE(parsed.error.left(error.size()), error);
         QCOMPARE(parsed.error.isEmpty(), error.isEmpty());
         QCOMPARE(parsed.url.isValid() && !parsed.url.isEmpty(), error.isEmpty());
+        QVERIFY(!parsed.url.path().endsWith(u'/'));
         QVERIFY(Environment::overrideKeychainService() !=
                 Environment::keychainService(AppEnvironment::production));
         QVERIFY(Environment::overrideKeychainService() !=
@@ -438,7 +439,8 @@ private Q_SLOTS:
     void overrideSwitchesServerAndKeychain() {
         const QString environmentService = Environment::activeKeychainService();
         Environment::setServerOverride(QUrl(QStringLiteral("http://127.0.0.1:4567/")));
-        QCOMPARE(APIClient::defaultBaseURL(), QUrl(QStringLiteral("http://127.0.0.1:4567/")));
+        // Kept without its trailing "/", so "<base>/mcp" never reads "//mcp".
+        QCOMPARE(APIClient::defaultBaseURL(), QUrl(QStringLiteral("http://127.0.0.1:4567")));
         QCOMPARE(Environment::activeKeychainService(), Environment::overrideKeychainService());
         Environment::setServerOverride(std::nullopt);
         QCOMPARE(Environment::activeKeychainService(), environmentService);

@@ -51,7 +51,8 @@ ServerProcess::Reply send(quint16 port, const QByteArray& method, const QByteArr
     const auto result = client.send(request);
     if (!result)
         return {};
-    return {result->status, QByteArray::fromStdString(result->body)};
+    return {result->status, QByteArray::fromStdString(result->body),
+            QByteArray::fromStdString(result->get_header_value("Location"))};
 }
 
 } // namespace
@@ -92,6 +93,8 @@ void ServerProcess::start() {
         args << QStringLiteral("--briefing-delay-ms") << QString::number(m_options.briefingDelayMs);
     if (m_options.demo)
         args << QStringLiteral("--demo") << QStringLiteral("--token-file") << tokenFile;
+    if (!m_options.autoSignIn.isEmpty())
+        args << QStringLiteral("--auto-sign-in") << m_options.autoSignIn;
 
     m_process = std::make_unique<QProcess>();
     m_process->setProcessChannelMode(QProcess::ForwardedErrorChannel);

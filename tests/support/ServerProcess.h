@@ -35,6 +35,8 @@ public:
         bool demo = false;
         // How long an asked-for briefing takes to land; 0 lands it at once.
         int briefingDelayMs = 0;
+        // `serve --auto-sign-in NAME`: the browser sign-in signs straight in as NAME.
+        QString autoSignIn = {};
     };
 
     ServerProcess();
@@ -117,7 +119,8 @@ public:
     struct Reply {
         int status = 0; // 0: no HTTP reply (connection closed, refused...)
         QByteArray body;
-        JsonValue json() const; // the body parsed; null when it is not JSON
+        JsonValue json() const;   // the body parsed; null when it is not JSON
+        QByteArray location = {}; // the Location header of a redirect
     };
     using Headers = QList<QPair<QByteArray, QByteArray>>;
     Reply request(const QByteArray& method, const QByteArray& path, const QByteArray& body = {},
