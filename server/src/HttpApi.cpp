@@ -5,7 +5,9 @@
 #include "CreditsApi.h"
 #include "DismissApi.h"
 #include "McpApi.h"
+#include "PeopleApi.h"
 #include "Routes.h"
+#include "ShareApi.h"
 #include "SmartInsertApi.h"
 #include "StoreApi.h"
 #include "UsageApi.h"
@@ -57,6 +59,8 @@ void installApi(httplib::Server& server, Service& service, FaultPlan& faults) {
     CreditsApi::install(server, service, faults);
     DismissApi::install(server, service, faults);
     BriefingApi::install(server, service, faults);
+    PeopleApi::install(server, service, faults);
+    ShareApi::install(server, service, faults);
 }
 
 void installAdmin(httplib::Server& server, Service& service, FaultPlan& faults,
