@@ -5,6 +5,7 @@
 #include "HelpPages.h"
 #include "ItemEditor.h"
 #include "MainWindow.h"
+#include "PeoplePaneModel.h"
 #include "ReviewPaneModel.h"
 #include "RulesViewModel.h"
 #include "Tray.h"
@@ -126,6 +127,7 @@ QCoro::Task<bool> VelmoraApp::start() {
     RulesViewModel::registerType();
     TunePanelModel::registerType();
     HelpPages::registerType();
+    PeoplePaneModel::registerType();
     DraftEditor::registerType();
     m_engine = std::make_unique<QQmlApplicationEngine>();
     QQmlContext* context = m_engine->rootContext();

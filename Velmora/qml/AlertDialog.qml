@@ -34,6 +34,7 @@ Popup {
         Label {
             width: parent.width
             text: alert.title
+            textFormat: Text.PlainText
             wrapMode: Text.WordWrap
             font.pixelSize: Style.bodyFont + 2
             font.weight: Font.DemiBold

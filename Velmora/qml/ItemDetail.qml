@@ -3,6 +3,7 @@ import QtQuick.Controls
 import QtQuick.Layouts
 import Velmora
 import Velmora.Forms
+import "people"
 
 // The selected item in the right pane. Edits stay in the form until "Save"; a move to
 // another item drops them, a change of this item from elsewhere leaves them and brings up
@@ -19,6 +20,7 @@ FocusScope {
         id: editor
         store: root.store
         itemId: root.itemId
+        store: root.store
         onDeleteRequested: id => root.deleteRequested(id)
         onSendingChanged: sending ? sendPopup.open() : sendPopup.close()
         onConfirmingDeleteChanged: confirmingDelete ? deleteDialog.open() : deleteDialog.close()
@@ -279,6 +281,9 @@ FocusScope {
                         onClicked: editor.toggle()
                     }
                     Button {
+                        objectName: "sendToButton"
+                        // A marked item shows its share line instead: it can't go out twice.
+                        visible: editor.shareStatus === ""
                         text: "Send to…"
                         Accessible.name: text
                         onClicked: editor.sending = true
@@ -329,41 +334,12 @@ FocusScope {
         }
     }
 
-    // Sending arrives with the people service; until then the popover says so.
-    Popup {
+    SendTaskPopover {
         id: sendPopup
         objectName: "sendPopup"
         anchors.centerIn: parent
-        width: Math.min(320, root.width - 2 * Style.padding)
-        modal: true
-        padding: Style.padding
+        itemId: root.itemId
         onClosed: editor.sending = false
-        background: Rectangle {
-            color: Style.surface
-            border.color: Style.separator
-            radius: Style.radius
-        }
-        contentItem: ColumnLayout {
-            spacing: Style.spacing
-            Label {
-                text: "Send to…"
-                color: Style.text
-                font.weight: Font.DemiBold
-                font.pixelSize: Style.titleFont
-            }
-            Label {
-                text: "Sending tasks arrives with People."
-                color: Style.secondaryText
-                wrapMode: Text.WordWrap
-                Layout.fillWidth: true
-            }
-            Button {
-                text: "Close"
-                Accessible.name: text
-                Layout.alignment: Qt.AlignRight
-                onClicked: sendPopup.close()
-            }
-        }
     }
 
     Dialog {

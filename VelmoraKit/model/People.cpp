@@ -72,7 +72,8 @@ public:
         return v.toArray();
     }
     QString at(const char* key) const {
-        return m_path.isEmpty() ? QLatin1String(key) : m_path + u'.' + QLatin1String(key);
+        const QString name = QString::fromLatin1(key);
+        return m_path.isEmpty() ? name : m_path + QLatin1Char('.') + name;
     }
 
 private:

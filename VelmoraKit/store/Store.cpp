@@ -356,8 +356,6 @@ void Store::pathUpdated(bool satisfied) {
 
 // --- hooks ---
 
-void Store::refreshShared() {}
-
 QCoro::Task<> Store::refreshLatestBriefing() {
     co_return;
 }

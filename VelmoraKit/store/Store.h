@@ -36,6 +36,7 @@ class Store : public QObject {
     Q_PROPERTY(ViewState* view READ view CONSTANT)
     Q_PROPERTY(bool canUndoDelete READ canUndoDelete NOTIFY isOfflineChanged)
     Q_PROPERTY(QStringList focus READ focus NOTIFY documentChanged)
+    Q_PROPERTY(int sharedWaiting READ sharedWaiting NOTIFY sharedWaitingChanged)
 
 public:
     // `client` is given with the token the keychain held at launch (or none). The snapshot
@@ -181,6 +182,10 @@ public:
     // old list back and reports in lastError. The caller cleans the list first.
     QCoro::Task<> setFocus(QStringList terms);
 
+    // --- task sharing (StorePeople.cpp) ---
+    // What a look at the inbox says is waiting; the refresh's own look lands here too.
+    void setSharedWaitingFromInbox(const ShareInbox& inbox);
+
 Q_SIGNALS:
     void documentChanged();
     void isLoadingChanged();
@@ -197,6 +202,7 @@ Q_SIGNALS:
     void selectionChanged();
     void proposalChanged();
     void usageChanged();
+    void sharedWaitingChanged();
     // Internal: the exclusive job in flight has ended.
     void inFlightFinished();
     // Internal: an add's send has ended, with or without a server id.
@@ -246,6 +252,8 @@ private:
     void setSyncedVersion(qint64 version);
     void setProposal(const std::optional<Proposal>& proposal);
     void setUsage(const std::optional<Usage>& usage);
+    // StorePeople.cpp: written only on a real change.
+    void setSharedWaiting(int count);
 
     APIClient* m_client;
     OfflineDisk m_disk;
