@@ -20,7 +20,6 @@ FocusScope {
         id: editor
         store: root.store
         itemId: root.itemId
-        store: root.store
         onDeleteRequested: id => root.deleteRequested(id)
         onSendingChanged: sending ? sendPopup.open() : sendPopup.close()
         onConfirmingDeleteChanged: confirmingDelete ? deleteDialog.open() : deleteDialog.close()
@@ -339,6 +338,7 @@ FocusScope {
         objectName: "sendPopup"
         anchors.centerIn: parent
         itemId: root.itemId
+        store: root.store
         onClosed: editor.sending = false
     }
 

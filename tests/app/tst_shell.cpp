@@ -3,6 +3,7 @@
 #include "CreditsPanelModel.h"
 #include "LoginItems.h"
 #include "MainWindow.h"
+#include "PeoplePaneModel.h"
 #include "ReviewPaneModel.h"
 #include "RulesViewModel.h"
 #include "ServerProcess.h"
@@ -916,6 +917,9 @@ private Q_SLOTS:
         QCOMPARE(Shell::named(main, QStringLiteral("codeField"))->property("text").toString(),
                  QStringLiteral("K7QM2X9P"));
         QCOMPARE(shell.app->delegate()->router()->invitationCode(), QString());
+        auto* people = qobject_cast<PeoplePaneModel*>(pane->property("model").value<QObject*>());
+        people->mint();
+        QTRY_VERIFY_WITH_TIMEOUT(Shell::named(main, QStringLiteral("inviteCard")), 5000);
         QTest::mouseMove(main, QPoint(main->width() - 2, main->height() - 2));
         screenshot(main, QStringLiteral("people-light"));
         shell.app->prefs()->setAppearanceText(QStringLiteral("dark"));
@@ -931,6 +935,20 @@ private Q_SLOTS:
         shell.app->prefs()->setAppearanceText(QStringLiteral("dark"));
         screenshot(main, QStringLiteral("shared-inbox-dark"));
         shell.app->prefs()->setAppearanceText(QStringLiteral("light"));
+
+        // A task sent from here shows its line where "Send to…" stood.
+        QVERIFY(await(store->add(QStringLiteral("Order the banners"), {}, {}, Section::action, {},
+                                 Priority::medium, {}, LocalID::make())));
+        QTRY_COMPARE_WITH_TIMEOUT(store->queuedEdits(), 0, 5000);
+        const QString banners = store->document().items.last().id;
+        await(api->sendTask(await(api->people()).people.value(0).id, banners, QString()));
+        await(store->refresh(false));
+        store->setSelection(banners);
+        shell.app->delegate()->router()->setScreen(std::nullopt);
+        QTRY_COMPARE_WITH_TIMEOUT(
+            Shell::named(main, QStringLiteral("shareStatus"))->property("text").toString(),
+            QStringLiteral("Sent to Rosa — not accepted yet"), 5000);
+        QVERIFY(!Shell::named(main, QStringLiteral("sendToButton")));
     }
 };
 
