@@ -35,6 +35,7 @@ constexpr char alphabet[] = "ABCDEFGHJKLMNPQRSTUVWXYZ23456789";
 constexpr int codeLength = 8;
 constexpr int ttlDays = 7;
 constexpr qint64 maxOpen = 10;
+constexpr qint64 maxPerWeek = 100;
 constexpr qsizetype maxName = 60;
 // Longer than any code this server makes; a longer one is simply not ours.
 constexpr qsizetype maxCode = 64;
@@ -94,7 +95,7 @@ Found look(Storage& storage, qint64 user, const QString& code) {
     Storage::Statement s(
         storage, "SELECT inviter, state, expires_at FROM people_invites WHERE code_hash = ?");
     s.bind(1, hashOf(code));
-    if (!s.step() || s.text(1) == u"cancelled")
+    if (!s.step())
         return {QStringLiteral("unknown"), std::nullopt};
     const qint64 inviter = s.integer(0);
     if (inviter == user)
@@ -187,6 +188,14 @@ Reply invite(Storage& storage, qint64 user) {
         .bind(1, user)
         .bind(2, now)
         .run();
+    // Used codes stay until they expire; this bounds what one account can pile up.
+    Storage::Statement made(storage, "SELECT COUNT(*) FROM people_invites WHERE inviter = ?");
+    made.bind(1, user);
+    if (made.step() && made.integer(0) >= maxPerWeek)
+        return refusal(429,
+                       QStringLiteral("That is a lot of invitations for one week. Try again in "
+                                      "a few days."),
+                       QStringLiteral("too_many_invites"));
     const QString expires =
         QDateTime::currentDateTimeUtc().addDays(ttlDays).toString(Qt::ISODateWithMs);
     QString code;
@@ -332,8 +341,8 @@ Reply post(Service& service, qint64 user, const httplib::Request& req) {
         if (!hash)
             return needs("hash");
         return service.transact(user, [&](UserState&, Storage& storage) {
-            Storage::Statement s(storage, "UPDATE people_invites SET state = 'cancelled' WHERE "
-                                          "code_hash = ? AND inviter = ? AND state = 'open'");
+            Storage::Statement s(storage, "DELETE FROM people_invites WHERE code_hash = ? AND "
+                                          "inviter = ? AND state = 'open'");
             s.bind(1, *hash).bind(2, user).run();
             Storage::Statement changes(storage, "SELECT changes()");
             const bool cancelled = changes.step() && changes.integer(0) > 0;

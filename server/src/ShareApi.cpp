@@ -283,7 +283,8 @@ Reply post(Service& service, qint64 user, const httplib::Request& req) {
         if (*action == u"withdraw") {
             if (!share || share->sender != user || share->state != u"pending")
                 return messageReply(400, QStringLiteral("That task can no longer be taken back."));
-            setState(storage, share->id, "withdrawn");
+            // Gone for good: the task may be sent again, and nothing piles up.
+            Storage::Statement(storage, "DELETE FROM shares WHERE id = ?").bind(1, share->id).run();
             takeBack(staged, *share, false);
             staged.of(share->recipient);
             return ok("withdrawn", true);
