@@ -207,6 +207,24 @@ private Q_SLOTS:
                  "api 2 0: ");
     }
 
+    // A look at the inbox that fails keeps the last count: a brief outage must not clear it.
+    void waitingCountSurvivesAFailedLook() {
+        AccountRig a(*server, false, 5000);
+        a.store.setSharedWaitingFromInbox(ShareInbox{QList<Incoming>(3), {}});
+        QCOMPARE(a.store.sharedWaiting(), 3);
+        ServerProcess::Fault fault;
+        fault.method = QStringLiteral("GET");
+        fault.path = QStringLiteral("/api/share");
+        fault.status = 500;
+        server->inject(fault);
+        await(a.store.refresh(false));
+        QTRY_COMPARE_WITH_TIMEOUT(server->pendingFaults(), 0, 5000);
+        QTest::qWait(50);
+        QCOMPARE(a.store.sharedWaiting(), 3);
+        await(a.store.refresh(false));
+        QTRY_COMPARE_WITH_TIMEOUT(a.store.sharedWaiting(), 0, 5000);
+    }
+
     // Two people meet, send a task, answer it and close it, through the screens' models.
     void twoAccounts() {
         AccountRig a(*server, true, 5000, QStringLiteral("ana"));
@@ -308,6 +326,7 @@ private Q_SLOTS:
 
         // B's done comes back to A as a question; A's "Mark it done" closes it.
         await(b.store.toggle(*titled(b.store, QStringLiteral("Book the venue"))));
+        QTRY_COMPARE_WITH_TIMEOUT(b.store.queuedEdits(), 0, 5000);
         await(a.store.refresh(false));
         QCOMPARE(line(a.store, QStringLiteral("Book the venue")),
                  QStringLiteral("Ben says this is done"));
