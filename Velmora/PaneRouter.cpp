@@ -1,5 +1,7 @@
 #include "PaneRouter.h"
 
+#include "People.h"
+
 PaneRouter::PaneRouter(QObject* parent)
     : QObject(parent) {}
 
@@ -60,4 +62,32 @@ void PaneRouter::back() {
 void PaneRouter::openFromSetup(const QString& destination) {
     setConnectionsAnchor(destination == u"prompts" ? QStringLiteral("prompts") : QString());
     setScreen(PaneScreen::connections);
+}
+
+void PaneRouter::openInvitation(const QString& code) {
+    // Bounded: a link is input from anywhere on this computer.
+    const QString cut = code.trimmed().left(64);
+    if (cut.isEmpty())
+        return;
+    if (cut != m_invitationCode) {
+        m_invitationCode = cut;
+        Q_EMIT invitationCodeChanged();
+    }
+    setAiSetupOpen(false);
+    setScreen(PaneScreen::people);
+}
+
+bool PaneRouter::openInvitationLink(const QUrl& url) {
+    const auto code = PeopleFormat::inviteCode(url);
+    if (!code || code->trimmed().isEmpty())
+        return false;
+    openInvitation(*code);
+    return true;
+}
+
+QString PaneRouter::takeInvitationCode() {
+    const QString code = std::exchange(m_invitationCode, QString());
+    if (!code.isEmpty())
+        Q_EMIT invitationCodeChanged();
+    return code;
 }

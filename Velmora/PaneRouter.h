@@ -4,6 +4,7 @@
 
 #include <QObject>
 #include <QString>
+#include <QUrl>
 
 #include <optional>
 
@@ -26,6 +27,8 @@ class PaneRouter : public QObject {
     Q_PROPERTY(QString connectionsAnchor READ connectionsAnchor NOTIFY connectionsAnchorChanged)
     Q_PROPERTY(bool aiSetupOpen READ aiSetupOpen WRITE setAiSetupOpen NOTIFY aiSetupOpenChanged)
     Q_PROPERTY(QString backToolTip READ backToolTip NOTIFY backToolTipChanged)
+    // The code of an invitation link opened on this computer, until the People pane takes it.
+    Q_PROPERTY(QString invitationCode READ invitationCode NOTIFY invitationCodeChanged)
 
 public:
     explicit PaneRouter(QObject* parent = nullptr);
@@ -47,14 +50,25 @@ public:
     // From the agent setup guide: "prompts" scrolls connections to the sample prompts.
     Q_INVOKABLE void openFromSetup(const QString& destination);
 
+    // An invitation opened on this computer: the People pane, with the code filled in.
+    Q_INVOKABLE void openInvitation(const QString& code);
+    // The same from a `velmora://i/<code>` or `<origin>/i/<code>` link; false when the link
+    // holds no code (and nothing moves).
+    bool openInvitationLink(const QUrl& url);
+    const QString& invitationCode() const { return m_invitationCode; }
+    // The People pane fills its field with this once; it is empty afterwards.
+    Q_INVOKABLE QString takeInvitationCode();
+
 Q_SIGNALS:
     void screenChanged();
     void connectionsAnchorChanged();
     void aiSetupOpenChanged();
     void backToolTipChanged();
+    void invitationCodeChanged();
 
 private:
     std::optional<PaneScreen> m_screen;
     QString m_connectionsAnchor;
     bool m_aiSetupOpen = false;
+    QString m_invitationCode;
 };

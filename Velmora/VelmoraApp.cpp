@@ -9,6 +9,7 @@
 #include "HelpPages.h"
 #include "ItemEditor.h"
 #include "MainWindow.h"
+#include "PeoplePaneModel.h"
 #include "ReviewPaneModel.h"
 #include "RulesViewModel.h"
 #include "SignIn.h"
@@ -133,6 +134,7 @@ QCoro::Task<bool> VelmoraApp::start() {
     TunePanelModel::registerType();
     BriefingPanelModel::registerType();
     HelpPages::registerType();
+    PeoplePaneModel::registerType();
     DraftEditor::registerType();
     ConnectionsModel::registerType();
     m_engine = std::make_unique<QQmlApplicationEngine>();

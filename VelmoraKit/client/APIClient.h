@@ -5,6 +5,7 @@
 #include "Briefing.h"
 #include "Connections.h"
 #include "Json.h"
+#include "People.h"
 #include "Proposal.h"
 #include "Records.h"
 #include "Wire.h"
@@ -197,6 +198,24 @@ public:
     static const QList<RemotePrompt>& bundledSamplePrompts() {
         return ConnectionsFormat::bundledPrompts();
     }
+
+    // People and task sharing (APIClientPeople.cpp): POST bodies carry an "action" word.
+    // A 400 or 429 with a refusal body throws PeopleRefusal / ShareRefusal.
+    QCoro::Task<PeopleSnapshot> people();
+    QCoro::Task<MintedInvite> mintInvite();
+    QCoro::Task<Connected> redeemInvite(QString code);
+    QCoro::Task<InviteLook> lookUpInvite(QString code);
+    QCoro::Task<PeopleProfile> setDisplayName(QString name);
+    QCoro::Task<> removePerson(QString id);
+    QCoro::Task<> cancelInvite(QString hash);
+    static std::optional<QString> inviteCode(const QUrl& url);
+    QCoro::Task<ShareInbox> shareInbox();
+    // All three keys always go, the message as typed (an empty one as "").
+    QCoro::Task<> sendTask(QString to, QString itemID, QString message);
+    QCoro::Task<> acceptShared(QString id);
+    QCoro::Task<> declineShared(QString id);
+    QCoro::Task<> withdrawShared(QString id);
+    QCoro::Task<> answerCompletion(QString id, bool agree);
 
 Q_SIGNALS:
     void tokenChanged();

@@ -733,6 +733,7 @@ VELMORA_WIRE_TYPE(QStringList)
 VELMORA_WIRE_TYPE(JsonValue)
 VELMORA_WIRE_TYPE(WireDelta)
 VELMORA_WIRE_TYPE(WireProposal)
+VELMORA_WIRE_TYPE(WireNewItem)
 #undef VELMORA_WIRE_TYPE
 
 QByteArray encode(const WireDocument& document) {

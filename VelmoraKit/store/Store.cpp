@@ -357,10 +357,6 @@ void Store::pathUpdated(bool satisfied) {
     }
 }
 
-// --- hooks ---
-
-void Store::refreshShared() {}
-
 QCoro::Task<> Store::runExclusive(std::function<QCoro::Task<>(Store&)> work) {
     // The job holds the Store weakly: it does nothing once the Store is gone.
     QPointer<Store> self(this);

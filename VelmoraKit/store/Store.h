@@ -41,6 +41,7 @@ class Store : public QObject {
     Q_PROPERTY(bool briefingUnread READ briefingUnread NOTIFY briefingUnreadChanged)
     Q_PROPERTY(bool briefingRunning READ briefingRunning NOTIFY briefingRunningChanged)
     Q_PROPERTY(bool briefingJustLanded READ briefingJustLanded NOTIFY briefingJustLandedChanged)
+    Q_PROPERTY(int sharedWaiting READ sharedWaiting NOTIFY sharedWaitingChanged)
 
 public:
     // `client` is given with the token the keychain held at launch (or none). The snapshot
@@ -210,6 +211,9 @@ public:
         m_briefingPollInterval = interval;
     }
     static constexpr int briefingPolls = 24;
+    // --- task sharing (StorePeople.cpp) ---
+    // What a look at the inbox says is waiting; the refresh's own look lands here too.
+    void setSharedWaitingFromInbox(const ShareInbox& inbox);
 
 Q_SIGNALS:
     void documentChanged();
@@ -231,6 +235,7 @@ Q_SIGNALS:
     void briefingUnreadChanged();
     void briefingRunningChanged();
     void briefingJustLandedChanged();
+    void sharedWaitingChanged();
     // Internal: the exclusive job in flight has ended.
     void inFlightFinished();
     // Internal: an add's send has ended, with or without a server id.
@@ -285,6 +290,8 @@ private:
     void setBriefingRunning(bool value);
     void setBriefingJustLanded(bool value);
     friend class BriefingWatch;
+    // StorePeople.cpp: written only on a real change.
+    void setSharedWaiting(int count);
 
     APIClient* m_client;
     OfflineDisk m_disk;

@@ -6,8 +6,10 @@
 #include "CreditsApi.h"
 #include "DismissApi.h"
 #include "McpApi.h"
+#include "PeopleApi.h"
 #include "PromptsApi.h"
 #include "Routes.h"
+#include "ShareApi.h"
 #include "SmartInsertApi.h"
 #include "StoreApi.h"
 #include "TokensApi.h"
@@ -63,6 +65,8 @@ void installApi(httplib::Server& server, Service& service, FaultPlan& faults) {
     AuthApi::install(server, service, faults);
     TokensApi::install(server, service, faults);
     PromptsApi::install(server, faults);
+    PeopleApi::install(server, service, faults);
+    ShareApi::install(server, service, faults);
 }
 
 void installAdmin(httplib::Server& server, Service& service, FaultPlan& faults,

@@ -104,6 +104,12 @@ void Service::commit(qint64 userId, UserState next, const std::optional<QString>
     UserState& current = stateOf(userId);
     Storage::Transaction transaction(m_storage);
     m_storage.saveState(userId, current, next);
+    Staged staged(*this);
+    if (next.document != current.document)
+        for (const Follower& follower : m_followers)
+            follower(userId, current.document, next.document, staged, m_storage);
+    staged.m_states.erase(userId);
+    saveStaged(staged);
     if (key && reply) {
         const qint64 seconds = QDateTime::currentSecsSinceEpoch();
         if (seconds - m_lastPurge > 60) {
@@ -114,6 +120,7 @@ void Service::commit(qint64 userId, UserState next, const std::optional<QString>
     }
     transaction.commit();
     current = std::move(next);
+    adoptStaged(staged);
 }
 
 Reply Service::call(qint64 userId, const QByteArray& body,
@@ -288,4 +295,46 @@ std::optional<Service::FiledProposal> Service::setProposal(const QString& name,
     FiledProposal filed{next.proposal.value_or(JsonValue()), next.version};
     commit(*id, std::move(next));
     return filed;
+}
+
+// --- changes across users ---
+
+UserState& Service::Staged::of(qint64 userId) {
+    auto it = m_states.find(userId);
+    if (it == m_states.end())
+        it = m_states.emplace(userId, m_service.stateOf(userId)).first;
+    return it->second;
+}
+
+void Service::saveStaged(Staged& staged) {
+    for (auto& [id, next] : staged.m_states) {
+        const UserState& current = stateOf(id);
+        next.version = current.version + 1;
+        m_storage.saveState(id, current, next);
+    }
+}
+
+void Service::adoptStaged(Staged& staged) {
+    for (auto& [id, next] : staged.m_states)
+        stateOf(id) = std::move(next);
+    staged.m_states.clear();
+}
+
+Reply Service::transactAcross(const CrossWork& work) {
+    std::lock_guard lock(m_mutex);
+    try {
+        Staged staged(*this);
+        Storage::Transaction transaction(m_storage);
+        const Reply reply = work(staged, m_storage);
+        if (reply.status < 200 || reply.status > 299)
+            return reply;
+        saveStaged(staged);
+        transaction.commit();
+        adoptStaged(staged);
+        return reply;
+    } catch (const RpcError& refusal) {
+        return failure(refusal.status(), refusal.message());
+    } catch (const std::exception& fault) {
+        return internalError(fault);
+    }
 }

@@ -11,6 +11,7 @@
 #include <map>
 #include <mutex>
 #include <optional>
+#include <vector>
 
 // An HTTP answer: status and JSON body.
 struct Reply {
@@ -79,6 +80,31 @@ public:
     std::optional<FiledProposal> setProposal(const QString& name,
                                              std::optional<JsonValue> proposal);
 
+    // --- changes that reach several users (people and sharing) ---
+    // The states a cross-user change has touched, each a copy of the cached one.
+    class Staged {
+    public:
+        UserState& of(qint64 userId);
+
+    private:
+        friend class Service;
+        explicit Staged(Service& service)
+            : m_service(service) {}
+        Service& m_service;
+        std::map<qint64, UserState> m_states;
+    };
+    // A write across users, under the lock and in one transaction: `work` stages the states
+    // it changes and may write its family's tables. A 2xx reply commits all of it and moves
+    // the version of every staged user, changed or not, so each side looks again.
+    using CrossWork = std::function<Reply(Staged& staged, Storage& storage)>;
+    Reply transactAcross(const CrossWork& work);
+    // Runs inside every committed change of a user's document made through `api/store` or
+    // the admin, before its transaction ends; it may stage other users' states.
+    using Follower =
+        std::function<void(qint64 userId, const WireDocument& before, const WireDocument& after,
+                           Staged& staged, Storage& storage)>;
+    void addFollower(Follower follower) { m_followers.push_back(std::move(follower)); }
+
     static QByteArray fingerprint(const QString& token);
     static QString newToken();
     static QString now();
@@ -89,6 +115,9 @@ private:
     void commit(qint64 userId, UserState next, const std::optional<QString>& key = {},
                 const Reply* reply = nullptr);
     std::optional<qint64> userId(const QString& name);
+    // Saves what `staged` holds, each with its version moved on; the caller commits.
+    void saveStaged(Staged& staged);
+    void adoptStaged(Staged& staged);
 
     std::mutex m_mutex;
     Storage& m_storage;
@@ -97,6 +126,7 @@ private:
     std::atomic<qint64> m_smartInsertCap;
     // When each token's last use was last written (seconds): at most once a minute.
     std::map<QByteArray, qint64> m_touched;
+    std::vector<Follower> m_followers;
 };
 
 // `{"message": text}`.

@@ -6,6 +6,7 @@
 #include "ItemEditor.h"
 #include "MainScreen.h"
 #include "MainWindow.h"
+#include "PeoplePaneModel.h"
 #include "Proposal.h"
 #include "ReviewPaneModel.h"
 #include "RulesViewModel.h"
@@ -118,6 +119,7 @@ private Q_SLOTS:
         server = std::make_unique<ServerProcess>();
         ItemEditor::registerType();
         DraftEditor::registerType();
+        PeoplePaneModel::registerType();
         qmlRegisterSingletonType(QUrl(QStringLiteral("qrc:/velmora/qml/Style.qml")), "Velmora", 1,
                                  0, "Style");
     }

@@ -4,6 +4,7 @@
 #include "CreditsPanelModel.h"
 #include "LoginItems.h"
 #include "MainWindow.h"
+#include "PeoplePaneModel.h"
 #include "ReviewPaneModel.h"
 #include "RulesViewModel.h"
 #include "SamplePromptsModel.h"
@@ -1126,6 +1127,72 @@ private Q_SLOTS:
         QFETCH(QPoint, origin);
         QCOMPARE(TrayPlacement::panelOrigin(icon, cursor, QSize(360, 400), QRect(0, 0, 1920, 1050)),
                  origin);
+    }
+
+    // The People pane and the tasks from people, with another account connected by this
+    // one's code; an invitation link lands in the code field.
+    void peopleAndInbox() {
+        QTemporaryDir tokens;
+        Shell shell(*server, tokenFileFor(*server, tokens, QStringLiteral("sharer")));
+        Store* store = shell.app->store();
+        QTRY_VERIFY_WITH_TIMEOUT(store->hasToken(), 10000);
+        const std::unique_ptr<APIClient> api = store->freshClient();
+        await(api->setDisplayName(QStringLiteral("Sam Carter")));
+        const MintedInvite invite = await(api->mintInvite());
+        APIClient rosa(server->baseURL(), server->createUser(QStringLiteral("sharer-friend")));
+        await(rosa.setDisplayName(QStringLiteral("Rosa")));
+        await(rosa.redeemInvite(invite.code));
+        await(api->mintInvite());
+        const QString sam = await(rosa.people()).people.value(0).id;
+        const QString first = await(rosa.add(QStringLiteral("Proofread the brochure"), {},
+                                             Section::action, {}, {}, Priority::high, {}));
+        await(rosa.sendTask(sam, first, QStringLiteral("Before Friday, please")));
+        const QString second = await(rosa.add(QStringLiteral("Call the caterer"), {},
+                                              Section::action, {}, {}, Priority::medium, {}));
+        await(rosa.sendTask(sam, second, QString()));
+
+        QQuickWindow* main = shell.app->mainWindow();
+        main->resize(1180, 760);
+        QVERIFY(QTest::qWaitForWindowExposed(main, 5000));
+        shell.app->delegate()->router()->openInvitation(QStringLiteral("K7QM2X9P"));
+        QQuickItem* pane = nullptr;
+        QTRY_VERIFY_WITH_TIMEOUT((pane = Shell::named(main, QStringLiteral("peoplePane"))), 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(Shell::named(main, QStringLiteral("personRow")), 5000);
+        QCOMPARE(Shell::named(main, QStringLiteral("codeField"))->property("text").toString(),
+                 QStringLiteral("K7QM2X9P"));
+        QCOMPARE(shell.app->delegate()->router()->invitationCode(), QString());
+        auto* people = qobject_cast<PeoplePaneModel*>(pane->property("model").value<QObject*>());
+        people->mint();
+        QTRY_VERIFY_WITH_TIMEOUT(Shell::named(main, QStringLiteral("inviteCard")), 5000);
+        QTest::mouseMove(main, QPoint(main->width() - 2, main->height() - 2));
+        screenshot(main, QStringLiteral("people-light"));
+        shell.app->prefs()->setAppearanceText(QStringLiteral("dark"));
+        screenshot(main, QStringLiteral("people-dark"));
+        shell.app->prefs()->setAppearanceText(QStringLiteral("light"));
+
+        MainWindow* window = shell.app->mainModel();
+        window->setAiTab(QStringLiteral("updates"));
+        window->openAI();
+        QTRY_VERIFY_WITH_TIMEOUT(Shell::named(main, QStringLiteral("incomingRow")), 5000);
+        QTRY_COMPARE_WITH_TIMEOUT(store->sharedWaiting(), 2, 5000);
+        screenshot(main, QStringLiteral("shared-inbox-light"));
+        shell.app->prefs()->setAppearanceText(QStringLiteral("dark"));
+        screenshot(main, QStringLiteral("shared-inbox-dark"));
+        shell.app->prefs()->setAppearanceText(QStringLiteral("light"));
+
+        // A task sent from here shows its line where "Send to…" stood.
+        QVERIFY(await(store->add(QStringLiteral("Order the banners"), {}, {}, Section::action, {},
+                                 Priority::medium, {}, LocalID::make())));
+        QTRY_COMPARE_WITH_TIMEOUT(store->queuedEdits(), 0, 5000);
+        const QString banners = store->document().items.last().id;
+        await(api->sendTask(await(api->people()).people.value(0).id, banners, QString()));
+        await(store->refresh(false));
+        store->setSelection(banners);
+        shell.app->delegate()->router()->setScreen(std::nullopt);
+        QTRY_COMPARE_WITH_TIMEOUT(
+            Shell::named(main, QStringLiteral("shareStatus"))->property("text").toString(),
+            QStringLiteral("Sent to Rosa — not accepted yet"), 5000);
+        QVERIFY(!Shell::named(main, QStringLiteral("sendToButton")));
     }
 };
 

@@ -49,7 +49,8 @@ ColumnLayout {
         current: ai.tab
         choices: [
             { value: "briefing", label: "Briefing" },
-            { value: "updates", label: "Updates", badge: mainWindow.suggestionCount },
+            { value: "updates", label: "Updates",
+              badge: mainWindow.suggestionCount + app.store.sharedWaiting },
             { value: "credits", label: "Credits" },
             { value: "tune", label: "Tune" }
         ]

@@ -4,6 +4,7 @@ import QtQuick.Layouts
 import Velmora
 import Velmora.Forms
 import ".."
+import "../people"
 
 // The selected item in the right pane. Edits stay in the form until "Save" (Ctrl+S); a move
 // to another item saves them, Escape reverts them, and a change of this item from elsewhere
@@ -304,6 +305,9 @@ FocusScope {
                         onClicked: editor.toggle()
                     }
                     Button {
+                        objectName: "sendToButton"
+                        // A marked item shows its share line instead: it can't go out twice.
+                        visible: editor.shareStatus === ""
                         text: "Send to…"
                         Accessible.name: text
                         onClicked: editor.sending = true
@@ -354,41 +358,13 @@ FocusScope {
         }
     }
 
-    // Sending arrives with the people service; until then the popover says so.
-    Popup {
+    SendTaskPopover {
         id: sendPopup
         objectName: "sendPopup"
         anchors.centerIn: parent
-        width: Math.min(320, root.width - 2 * Style.padding)
-        modal: true
-        padding: Style.padding
+        itemId: root.itemId
+        store: root.store
         onClosed: editor.sending = false
-        background: Rectangle {
-            color: Style.surface
-            border.color: Style.separator
-            radius: Style.radius
-        }
-        contentItem: ColumnLayout {
-            spacing: Style.spacing
-            Label {
-                text: "Send to…"
-                color: Style.text
-                font.weight: Font.DemiBold
-                font.pixelSize: Style.titleFont
-            }
-            Label {
-                text: "Sending tasks arrives with People."
-                color: Style.secondaryText
-                wrapMode: Text.WordWrap
-                Layout.fillWidth: true
-            }
-            Button {
-                text: "Close"
-                Accessible.name: text
-                Layout.alignment: Qt.AlignRight
-                onClicked: sendPopup.close()
-            }
-        }
     }
 
     Dialog {

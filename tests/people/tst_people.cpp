@@ -1,0 +1,353 @@
+// People and task sharing: the rules as tables, the two frames' reading of statuses, and
+// the whole story between two accounts on one server, driven through the screens' models.
+
+#include "Await.h"
+#include "ItemForms.h"
+#include "PeoplePaneModel.h"
+#include "PeopleScreen.h"
+#include "PeopleWords.h"
+#include "SendTaskModel.h"
+#include "ServerProcess.h"
+#include "SharedInboxModel.h"
+#include "StoreRig.h"
+#include "WireJson.h"
+
+#include <QStandardPaths>
+#include <QtTest>
+
+using TestAwait::await;
+
+namespace {
+
+// What a call threw, in words a row can name.
+QString outcome(const std::function<QCoro::Task<>()>& call) {
+    try {
+        await(call());
+    } catch (const PeopleRefusal& refusal) {
+        return QStringLiteral("people refusal: ") + refusal.message() + u'/' +
+               refusal.reason().value_or(QStringLiteral("-"));
+    } catch (const ShareRefusal& refusal) {
+        return QStringLiteral("share refusal: ") + refusal.message();
+    } catch (const APIError& error) {
+        return QStringLiteral("api %1 %2: %3")
+            .arg(int(error.kind()))
+            .arg(error.status())
+            .arg(error.body());
+    }
+    return QStringLiteral("ok");
+}
+
+const Item* titled(const Store& store, const QString& title) {
+    for (const Item& item : store.document().items)
+        if (item.title == title)
+            return &item;
+    return nullptr;
+}
+
+QString line(const Store& store, const QString& title) {
+    const Item* item = titled(store, title);
+    return item && item->shared ? ItemForms::shareStatus(*item->shared).value_or(QString())
+                                : QString();
+}
+
+} // namespace
+
+class TestPeople : public QObject {
+    Q_OBJECT
+    std::unique_ptr<ServerProcess> server;
+
+private Q_SLOTS:
+    void initTestCase() {
+        QStandardPaths::setTestModeEnabled(true);
+        server = std::make_unique<ServerProcess>();
+        server->start();
+    }
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+
+    void lookRefusals_data() {
+        QTest::addColumn<QString>("state");
+        QTest::addColumn<QString>("refusal");
+        QTest::newRow("ok") << "ok" << QString();
+        QTest::newRow("own") << "own"
+                             << "That is your own invitation — send it to someone else.";
+        QTest::newRow("connected") << "connected"
+                                   << "You are already connected.";
+        QTest::newRow("used") << "used"
+                              << "That invitation has already been used.";
+        QTest::newRow("expired") << "expired"
+                                 << "That invitation has expired. Ask them for a fresh one.";
+        QTest::newRow("unknown word") << "revoked"
+                                      << "That invitation is not one of ours.";
+        QTest::newRow("case matters") << "OK"
+                                      << "That invitation is not one of ours.";
+    }
+    void lookRefusals() {
+        QFETCH(QString, state);
+        QFETCH(QString, refusal);
+        const InviteLook look{state, std::nullopt};
+        QCOMPARE(look.refusal().value_or(QString()), refusal);
+        QCOMPARE(look.isOpen(), refusal.isEmpty());
+    }
+
+    void linkCodes_data() {
+        QTest::addColumn<QString>("url");
+        QTest::addColumn<QString>("code");
+        QTest::newRow("web") << "https://host/i/CODE"
+                             << "CODE";
+        QTest::newRow("scheme") << "velmora://i/CODE"
+                                << "CODE";
+        QTest::newRow("third part unread") << "https://host/i/CODE/more"
+                                           << "CODE";
+        QTest::newRow("too deep") << "https://host/x/i/CODE" << QString();
+        QTest::newRow("scheme, no code") << "velmora://i/" << QString();
+        QTest::newRow("web, no code") << "https://host/i" << QString();
+        QTest::newRow("other path") << "https://host/a/b" << QString();
+    }
+    void linkCodes() {
+        QFETCH(QString, url);
+        QFETCH(QString, code);
+        QCOMPARE(APIClient::inviteCode(QUrl(url)).value_or(QString()), code);
+    }
+
+    void inviteLinks_data() {
+        QTest::addColumn<QString>("origin");
+        QTest::addColumn<QString>("url");
+        QTest::newRow("plain") << "https://a.example"
+                               << "https://a.example/i/AB CD";
+        QTest::newRow("one slash") << "https://a.example/"
+                                   << "https://a.example/i/AB CD";
+        QTest::newRow("two slashes") << "https://x//"
+                                     << "https://x/i/AB CD";
+        QTest::newRow("only slashes") << "///"
+                                      << "/i/AB CD";
+    }
+    void inviteLinks() {
+        QFETCH(QString, origin);
+        QFETCH(QString, url);
+        const MintedInvite minted{QStringLiteral("AB CD"), {}};
+        QCOMPARE(minted.url(origin), url);
+        QCOMPARE(minted.message(origin),
+                 "I'd like to connect on Velmora so we can send each other things to do.\n" + url);
+    }
+
+    void dates_data() {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<qint64>("msecs"); // -1: refused
+        QTest::newRow("fraction") << "2026-03-01T09:30:15.250Z" << qint64(1772357415250);
+        QTest::newRow("no fraction") << "2026-03-01T09:30:15Z" << qint64(1772357415000);
+        QTest::newRow("offset") << "2026-03-01T10:30:15+01:00" << qint64(1772357415000);
+        QTest::newRow("micro") << "2026-03-01T09:30:15.250999Z" << qint64(1772357415250);
+        QTest::newRow("day only") << "2026-01-01" << qint64(-1);
+        QTest::newRow("no zone") << "2026-03-01T09:30:15" << qint64(-1);
+        QTest::newRow("database form") << "2026-03-01 09:30:15" << qint64(-1);
+    }
+    void dates() {
+        QFETCH(QString, text);
+        QFETCH(qint64, msecs);
+        try {
+            QCOMPARE(PeopleFormat::parseDate(text).toMSecsSinceEpoch(), msecs);
+        } catch (const DecodingError& error) {
+            QCOMPARE(msecs, qint64(-1));
+            QCOMPARE(error.message(), "unparseable date: " + text);
+        }
+    }
+
+    // Each family reads a refusal of its own shape only; the rest are the frame's errors.
+    void frames_data() {
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<int>("status");
+        QTest::addColumn<QByteArray>("body");
+        QTest::addColumn<QString>("expected");
+        const QByteArray refusal = R"({"message":"Too many.","reason":"too_many"})";
+        QTest::newRow("people 429")
+            << "/api/people" << 429 << refusal << "people refusal: Too many./too_many";
+        QTest::newRow("people 400, no reason")
+            << "/api/people" << 400 << QByteArray(R"({"message":"No."})")
+            << "people refusal: No./-";
+        QTest::newRow("people 400 text")
+            << "/api/people" << 400 << QByteArray("plain words") << "api 0 400: plain words";
+        QTest::newRow("people 401") << "/api/people" << 401 << refusal << "api 3 0: ";
+        QTest::newRow("people 500")
+            << "/api/people" << 500 << refusal << "api 0 500: " + QString::fromUtf8(refusal);
+        QTest::newRow("people 2xx bad") << "/api/people" << 200 << QByteArray("{}")
+                                        << "api 1 0: profile: required key is missing";
+        QTest::newRow("share 429") << "/api/share" << 429 << refusal << "share refusal: Too many.";
+        QTest::newRow("share 400 text")
+            << "/api/share" << 400 << QByteArray("[1]") << "api 0 400: [1]";
+        QTest::newRow("share 403")
+            << "/api/share" << 403 << refusal << "api 0 403: " + QString::fromUtf8(refusal);
+    }
+    void frames() {
+        QFETCH(QString, path);
+        QFETCH(int, status);
+        QFETCH(QByteArray, body);
+        QFETCH(QString, expected);
+        APIClient client(server->baseURL(), server->createUser(QStringLiteral("framed")));
+        ServerProcess::Fault fault;
+        fault.method = QStringLiteral("GET");
+        fault.path = path;
+        fault.status = status;
+        fault.body = body;
+        server->inject(fault);
+        const QString got = outcome([&]() -> QCoro::Task<> {
+            if (path == u"/api/people") {
+                auto task = client.people();
+                co_await std::move(task);
+            } else {
+                auto task = client.shareInbox();
+                co_await std::move(task);
+            }
+        });
+        QCOMPARE(got, expected);
+        APIClient none(server->baseURL());
+        QCOMPARE(outcome([&]() -> QCoro::Task<> {
+                     auto task = none.people();
+                     co_await std::move(task);
+                 }),
+                 "api 2 0: ");
+    }
+
+    // A look at the inbox that fails keeps the last count: a brief outage must not clear it.
+    void waitingCountSurvivesAFailedLook() {
+        AccountRig a(*server, false, 5000);
+        a.store.setSharedWaitingFromInbox(ShareInbox{QList<Incoming>(3), {}});
+        QCOMPARE(a.store.sharedWaiting(), 3);
+        ServerProcess::Fault fault;
+        fault.method = QStringLiteral("GET");
+        fault.path = QStringLiteral("/api/share");
+        fault.status = 500;
+        server->inject(fault);
+        await(a.store.refresh(false));
+        QTRY_COMPARE_WITH_TIMEOUT(server->pendingFaults(), 0, 5000);
+        QTest::qWait(50);
+        QCOMPARE(a.store.sharedWaiting(), 3);
+        await(a.store.refresh(false));
+        QTRY_COMPARE_WITH_TIMEOUT(a.store.sharedWaiting(), 0, 5000);
+    }
+
+    // Two people meet, send a task, answer it and close it, through the screens' models.
+    void twoAccounts() {
+        AccountRig a(*server, true, 5000, QStringLiteral("ana"));
+        AccountRig b(*server, true, 5000, QStringLiteral("ben"));
+
+        PeoplePaneModel paneA;
+        paneA.setStore(&a.store);
+        QTRY_COMPARE_WITH_TIMEOUT(paneA.stage(), QStringLiteral("name"), 5000);
+        QCOMPARE(paneA.nameField(), QStringLiteral("ana"));
+        QVERIFY(paneA.canSavePrompt());
+        paneA.setNameField(QStringLiteral("Ana"));
+        await(paneA.runSaveName());
+        QCOMPARE(paneA.stage(), QStringLiteral("full"));
+        await(paneA.runMint());
+        const PeopleSnapshot snapshot = *paneA.snapshot();
+        QCOMPARE(paneA.inviteMessage(), PeopleWords::inviteMessage(PeopleWords::inviteURL(
+                                            snapshot.origin, paneA.mintedCode())));
+        QCOMPARE(snapshot.invites.size(), 1);
+        QCOMPARE(paneA.copyLabel(), PeopleWords::copyMessage);
+        paneA.copyInvitation();
+        QCOMPARE(paneA.copyLabel(), PeopleWords::copied);
+
+        // A's own code is refused with the look's sentence, and the code stays typed.
+        const QString code = paneA.mintedCode();
+        paneA.setTypedCode(code);
+        await(paneA.runRedeem());
+        QCOMPARE(paneA.refusal(), (InviteLook{QStringLiteral("own"), {}}.refusal().value()));
+        QCOMPARE(paneA.typedCode(), code);
+
+        PeoplePaneModel paneB;
+        paneB.setStore(&b.store);
+        QTRY_COMPARE_WITH_TIMEOUT(paneB.stage(), QStringLiteral("name"), 5000);
+        paneB.setNameField(QStringLiteral("Ben"));
+        await(paneB.runSaveName());
+        paneB.setTypedCode(QStringLiteral("  ") + code.toLower() + QStringLiteral(" "));
+        await(paneB.runRedeem());
+        QCOMPARE(paneB.refusal(), QString());
+        QCOMPARE(paneB.typedCode(), QString());
+        QCOMPARE(paneB.people().size(), 1);
+        QCOMPARE(paneB.people()[0].toMap()[QStringLiteral("name")].toString(),
+                 QStringLiteral("Ana"));
+        await(paneA.runLoad());
+        QCOMPARE(paneA.people().size(), 1);
+        QVERIFY(paneA.invites().isEmpty());
+
+        // Ten open invitations are the most; the eleventh is the server's sentence.
+        for (int i = 0; i < 10; ++i)
+            await(a.store.client().mintInvite());
+        await(paneA.runMint());
+        QVERIFY2(paneA.refusal().startsWith(QStringLiteral("You have ten invitations out.")),
+                 qPrintable(paneA.refusal()));
+
+        // A sends a task with no line; it waits on B.
+        QVERIFY(a.add(QStringLiteral("Book the venue")));
+        QTRY_COMPARE_WITH_TIMEOUT(a.store.queuedEdits(), 0, 5000);
+        const QString itemId = titled(a.store, QStringLiteral("Book the venue"))->id;
+        SendTaskModel send;
+        send.setStore(&a.store);
+        send.setItemId(itemId);
+        await(send.runLoad());
+        QVERIFY(send.canSend());
+        QSignalSpy sent(&send, &SendTaskModel::sent);
+        await(send.runSend());
+        QCOMPARE(send.refusal(), QString());
+        QCOMPARE(sent.count(), 1);
+        await(a.store.refresh(false));
+        QCOMPARE(line(a.store, QStringLiteral("Book the venue")),
+                 QStringLiteral("Sent to Ben — not accepted yet"));
+        await(send.runSend());
+        QCOMPARE(send.refusal(), QStringLiteral("That task has been sent already."));
+
+        // B sees it waiting, accepts it, and has it; A sees that on a refresh.
+        await(b.store.refresh(false));
+        QTRY_COMPARE_WITH_TIMEOUT(b.store.sharedWaiting(), 1, 5000);
+        SharedInboxModel inboxB;
+        inboxB.setStore(&b.store);
+        QTRY_VERIFY_WITH_TIMEOUT(inboxB.shown(), 5000);
+        const QVariantMap row = inboxB.incoming()[0].toMap();
+        QCOMPARE(row[QStringLiteral("line")].toString(), QStringLiteral("Ana sent this"));
+
+        // A failed accept says so and keeps the row.
+        ServerProcess::Fault fault;
+        fault.path = QStringLiteral("/api/share");
+        fault.status = 500;
+        server->inject(fault);
+        const QString shareId = row[QStringLiteral("id")].toString();
+        inboxB.accept(shareId);
+        QTRY_COMPARE_WITH_TIMEOUT(inboxB.refusal(), PeopleScreen::shareFailed, 5000);
+        QTRY_COMPARE_WITH_TIMEOUT(inboxB.busyId(), QString(), 5000);
+        QCOMPARE(inboxB.incoming().size(), 1);
+
+        inboxB.accept(shareId);
+        QTRY_VERIFY_WITH_TIMEOUT(!inboxB.shown() && inboxB.busyId().isEmpty(), 5000);
+        QCOMPARE(inboxB.refusal(), QString());
+        QVERIFY(titled(b.store, QStringLiteral("Book the venue")));
+        QCOMPARE(b.store.sharedWaiting(), 0);
+        await(a.store.refresh(false));
+        QCOMPARE(line(a.store, QStringLiteral("Book the venue")), QStringLiteral("Ben has this"));
+
+        // B's done comes back to A as a question; A's "Mark it done" closes it.
+        await(b.store.toggle(*titled(b.store, QStringLiteral("Book the venue"))));
+        QTRY_COMPARE_WITH_TIMEOUT(b.store.queuedEdits(), 0, 5000);
+        await(a.store.refresh(false));
+        QCOMPARE(line(a.store, QStringLiteral("Book the venue")),
+                 QStringLiteral("Ben says this is done"));
+        SharedInboxModel inboxA;
+        inboxA.setStore(&a.store);
+        QTRY_COMPARE_WITH_TIMEOUT(inboxA.returned().size(), 1, 5000);
+        const QVariantMap back = inboxA.returned()[0].toMap();
+        QCOMPARE(back[QStringLiteral("line")].toString(), QStringLiteral("Ben says this is done"));
+        inboxA.answer(back[QStringLiteral("id")].toString(), true);
+        QTRY_VERIFY_WITH_TIMEOUT(!inboxA.shown() && inboxA.busyId().isEmpty(), 5000);
+        QCOMPARE(titled(a.store, QStringLiteral("Book the venue"))->status, ItemStatus::done);
+
+        // Removing ends it for both.
+        paneA.askRemove(paneA.people()[0].toMap()[QStringLiteral("id")].toString());
+        QCOMPARE(paneA.confirmRemoveTitle(), QStringLiteral("Remove Ben?"));
+        await(paneA.runRemove());
+        QTRY_VERIFY_WITH_TIMEOUT(paneA.people().isEmpty(), 5000);
+        await(paneB.runLoad());
+        QVERIFY(paneB.people().isEmpty());
+    }
+};
+
+QTEST_MAIN(TestPeople)
+#include "tst_people.moc"
