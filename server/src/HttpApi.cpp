@@ -1,14 +1,18 @@
 #include "HttpApi.h"
 
+#include "AccountApi.h"
 #include "AdminApi.h"
 #include "BriefingApi.h"
 #include "CreditsApi.h"
 #include "DismissApi.h"
 #include "McpApi.h"
+#include "PushApi.h"
 #include "Routes.h"
+#include "SettingsApi.h"
 #include "SmartInsertApi.h"
 #include "StoreApi.h"
 #include "UsageApi.h"
+#include "WelcomeApi.h"
 
 #include <httplib.h>
 
@@ -57,6 +61,10 @@ void installApi(httplib::Server& server, Service& service, FaultPlan& faults) {
     CreditsApi::install(server, service, faults);
     DismissApi::install(server, service, faults);
     BriefingApi::install(server, service, faults);
+    SettingsApi::install(server, service, faults);
+    WelcomeApi::install(server, service, faults);
+    AccountApi::install(server, service, faults);
+    PushApi::install(server, service, faults);
 }
 
 void installAdmin(httplib::Server& server, Service& service, FaultPlan& faults,
@@ -78,6 +86,8 @@ void installAdmin(httplib::Server& server, Service& service, FaultPlan& faults,
     McpApi::installAdmin(server);
     CreditsApi::installAdmin(server, service);
     BriefingApi::installAdmin(server, service);
+    SettingsApi::installAdmin(server, service);
+    AccountApi::installAdmin(server, service);
 }
 
 } // namespace HttpApi

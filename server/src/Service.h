@@ -77,6 +77,10 @@ public:
     std::optional<FiledProposal> setProposal(const QString& name,
                                              std::optional<JsonValue> proposal);
 
+    // Drops the cached state of a user whose rows are gone (a deleted account), so that a
+    // later user given the same id starts empty.
+    void forget(qint64 userId);
+
     static QByteArray fingerprint(const QString& token);
     static QString newToken();
     static QString now();

@@ -7,6 +7,7 @@
 #include "HttpServer.h"
 #include "Service.h"
 #include "Storage.h"
+#include "WelcomeApi.h"
 
 #include <QDateTime>
 #include <QStringList>
@@ -146,6 +147,8 @@ int serve(Service& service, const ServeOptions& options) {
             service.replaceDocument(
                 Demo::userName,
                 Demo::document(QDate::currentDate(), QDateTime::currentDateTimeUtc()));
+        // The demo opens on its list; the welcome is for accounts people make.
+        WelcomeApi::markWelcomed(service, Demo::userName);
         if (!writeSecret(options.tokenFile, issued.token))
             return fail(QStringLiteral("cannot write %1").arg(options.tokenFile));
     }
