@@ -46,6 +46,14 @@ class Preferences : public QObject {
     Q_PROPERTY(
         double paneFraction READ paneFraction WRITE setPaneFraction NOTIFY paneFractionChanged)
 
+    // The briefing screen's "New to briefings?" hint was dismissed.
+    Q_PROPERTY(bool briefingHelpHintDone READ briefingHelpHintDone WRITE setBriefingHelpHintDone
+                   NOTIFY briefingHelpHintDoneChanged)
+
+    // A notification when an agent adds a task as urgent.
+    Q_PROPERTY(bool urgentAgentAlerts READ urgentAgentAlerts WRITE setUrgentAgentAlerts NOTIFY
+                   urgentAgentAlertsChanged)
+
 public:
     // Reads the five keys. `settings` and `loginItems` outlive this object.
     Preferences(QSettings& settings, LoginItems& loginItems, QObject* parent = nullptr);
@@ -57,6 +65,10 @@ public:
     bool dailyReminder() const { return m_dailyReminder; }
     int reminderHour() const { return m_reminderHour; }
     double paneFraction() const { return m_paneFraction; }
+    bool briefingHelpHintDone() const { return m_briefingHelpHintDone; }
+    bool urgentAgentAlerts() const { return m_urgentAgentAlerts; }
+    void setUrgentAgentAlerts(bool value);
+    void setBriefingHelpHintDone(bool value);
 
     void setAppearance(Appearance value);
     // Unknown text is ignored.
@@ -80,6 +92,8 @@ Q_SIGNALS:
     void dailyReminderChanged();
     void reminderHourChanged();
     void paneFractionChanged();
+    void briefingHelpHintDoneChanged();
+    void urgentAgentAlertsChanged();
 
 private:
     void applyLaunchAtLogin();
@@ -92,4 +106,6 @@ private:
     bool m_dailyReminder = false;
     int m_reminderHour = 9;
     double m_paneFraction = PaneSplit::defaultFraction;
+    bool m_briefingHelpHintDone = false;
+    bool m_urgentAgentAlerts = true;
 };

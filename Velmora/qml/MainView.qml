@@ -180,6 +180,13 @@ Item {
 
     MainDialogs {}
 
+    WelcomeView {
+        objectName: "welcome"
+        wanted: store.showsWelcome && !store.hasPendingConflict
+        briefingsLabel: "the Briefing pane"
+        onDismissed: app.dismissWelcome()
+    }
+
     Shortcut {
         sequences: [StandardKey.New, "Ctrl+Return", "Ctrl+Enter"]
         onActivated: mainWindow.openNewTask()

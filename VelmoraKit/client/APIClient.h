@@ -6,6 +6,7 @@
 #include "Json.h"
 #include "Proposal.h"
 #include "Records.h"
+#include "Schedule.h"
 #include "SmartInsert.h"
 #include "Usage.h"
 #include "Wire.h"
@@ -164,6 +165,19 @@ public:
                                  std::optional<QString> briefingId);
     QCoro::Task<> undismissFinding(QString target, QString finding,
                                    std::optional<QString> briefingId);
+
+    // The account's schedule, its deletion, the welcome and push (APIClientSettings.cpp).
+    QCoro::Task<AISettings> aiSettings();
+    // A partial update: what is left out stays; an inner null hour clears the schedule.
+    QCoro::Task<AISettings> setAISettings(std::optional<std::optional<int>> scheduleHour,
+                                          std::optional<bool> briefingEnabled = std::nullopt,
+                                          std::optional<QString> timezone = std::nullopt);
+    QCoro::Task<DeleteAccountOutcome> deleteAccount(std::optional<QString> appleCode, bool force);
+    QCoro::Task<bool> hasBeenWelcomed();
+    QCoro::Task<> markWelcomed();
+    QCoro::Task<> registerPush(QString deviceToken, QString environment, QMap<QString, bool> kinds,
+                               int dailyHour, QString timezone);
+    QCoro::Task<> unregisterPush(QString deviceToken);
 
 Q_SIGNALS:
     void tokenChanged();

@@ -36,6 +36,7 @@ class Store : public QObject {
     Q_PROPERTY(ViewState* view READ view CONSTANT)
     Q_PROPERTY(bool canUndoDelete READ canUndoDelete NOTIFY isOfflineChanged)
     Q_PROPERTY(QStringList focus READ focus NOTIFY documentChanged)
+    Q_PROPERTY(bool showsWelcome READ showsWelcome NOTIFY needsWelcomeChanged)
 
 public:
     // `client` is given with the token the keychain held at launch (or none). The snapshot
@@ -181,6 +182,20 @@ public:
     // old list back and reports in lastError. The caller cleans the list first.
     QCoro::Task<> setFocus(QStringList terms);
 
+    // --- the welcome and the account (StoreSettings.cpp) ---
+    // Null until the server has answered for this account.
+    const std::optional<bool>& needsWelcome() const { return m_needsWelcome; }
+    bool showsWelcome() const { return m_needsWelcome == true; }
+    // Asks the server; a failure leaves needsWelcome as it was, silently.
+    QCoro::Task<> refreshWelcome();
+    // Hides the welcome at once, then tells the server; a failure is ignored.
+    QCoro::Task<> dismissWelcome();
+    // For the next account: unknown until asked.
+    void forgetWelcome() { setNeedsWelcome(std::nullopt); }
+    enum class AccountDeletion { deleted, appleAuthRequired, failed };
+    // Deletes the account on the server and, when it is gone, disconnects this device.
+    QCoro::Task<AccountDeletion> deleteAccount(std::optional<QString> appleCode, bool force);
+
 Q_SIGNALS:
     void documentChanged();
     void isLoadingChanged();
@@ -197,6 +212,7 @@ Q_SIGNALS:
     void selectionChanged();
     void proposalChanged();
     void usageChanged();
+    void needsWelcomeChanged();
     // Internal: the exclusive job in flight has ended.
     void inFlightFinished();
     // Internal: an add's send has ended, with or without a server id.
@@ -246,6 +262,7 @@ private:
     void setSyncedVersion(qint64 version);
     void setProposal(const std::optional<Proposal>& proposal);
     void setUsage(const std::optional<Usage>& usage);
+    void setNeedsWelcome(std::optional<bool> value);
 
     APIClient* m_client;
     OfflineDisk m_disk;
@@ -271,6 +288,7 @@ private:
     bool m_briefingUnread = false;
     std::optional<Proposal> m_proposal;
     std::optional<Usage> m_usage;
+    std::optional<bool> m_needsWelcome;
 
     bool m_inFlight = false;
     QSet<QString> m_addsInFlight;       // local ids whose add is being sent

@@ -22,6 +22,7 @@ VWindow {
 
     header: TabBar {
         id: tabs
+        objectName: "settingsTabs"
         TabButton { text: "General" }
         TabButton { text: "AI" }
         TabButton { text: "Account" }
