@@ -23,9 +23,9 @@ VWindow {
     header: TabBar {
         id: tabs
         objectName: "settingsTabs"
-        TabButton { text: "General" }
-        TabButton { text: "AI" }
-        TabButton { text: "Account" }
+        TabButton { text: "General"; Accessible.name: text }
+        TabButton { text: "AI"; Accessible.name: text }
+        TabButton { text: "Account"; Accessible.name: text }
     }
 
     StackLayout {
