@@ -206,7 +206,7 @@ QString AccountSettingsModel::email() const {
 QString AccountSettingsModel::lastRefreshed() const {
     if (!m_store || !m_store->lastRefresh().isValid())
         return QStringLiteral("Never");
-    return QLocale().toString(m_store->lastRefresh().toLocalTime().time(), QLocale::ShortFormat);
+    return ScheduleFormat::shortTime(m_store->lastRefresh().toLocalTime().time());
 }
 
 void AccountSettingsModel::disconnectDevice() {

@@ -4,6 +4,7 @@
 #include "Json.h"
 
 #include <QLocale>
+#include <QRegularExpression>
 #include <QTime>
 #include <QTimeZone>
 
@@ -33,11 +34,18 @@ AISettings AISettings::decode(const QByteArray& body) {
 
 namespace ScheduleFormat {
 
+QString shortTime(const QTime& time) {
+    const QLocale locale;
+    QString format = locale.timeFormat(QLocale::ShortFormat);
+    format.remove(QRegularExpression(QStringLiteral("[:.]ss?")));
+    return locale.toString(time, format.trimmed());
+}
+
 QString hourLabel(int hour) {
     const QTime time(hour, 0);
     if (!time.isValid())
         return QString::number(hour) + QStringLiteral(":00");
-    return QLocale().toString(time, QLocale::ShortFormat);
+    return shortTime(time);
 }
 
 QByteArray settingsBody(std::optional<std::optional<int>> scheduleHour,

@@ -3,6 +3,7 @@
 #include <QByteArray>
 #include <QString>
 #include <QStringList>
+#include <QTime>
 
 #include <optional>
 #include <variant>
@@ -33,6 +34,8 @@ namespace ScheduleFormat {
 
 // The hour in the locale's short time form: "9:00 AM", "09:00", or the locale's midnight.
 QString hourLabel(int hour);
+// A time in the locale's short form, hours and minutes only (C's short form has seconds).
+QString shortTime(const QTime& time);
 // The body of a partial settings update. Each argument left out is absent; the outer
 // optional of the hour tells leaving it alone from clearing it. `timezone` must be a
 // catalogue identifier: it is written as it is.

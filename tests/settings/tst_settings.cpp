@@ -89,6 +89,7 @@ private Q_SLOTS:
         QLocale::setDefault(QLocale(QLocale::German, QLocale::Germany));
         QCOMPARE(ScheduleFormat::hourLabel(7), QStringLiteral("07:00"));
         QLocale::setDefault(QLocale::c());
+        QCOMPARE(ScheduleFormat::hourLabel(9), QStringLiteral("09:00"));
     }
 
     // The server's settings: defaults, the launch seed, partial updates and refusals.
@@ -112,6 +113,17 @@ private Q_SLOTS:
               QByteArray("[1]"), QByteArray("{")})
             QVERIFY2(post(*server, token, "/api/ai/settings", bad) == 400, bad.constData());
         QCOMPARE(post(*server, token, "/api/timezone", R"({"tz":"Nowhere/Land"})"), 400);
+
+        // Push registration: stored, removed, refused when malformed; no token, no request.
+        await(client.registerPush(QStringLiteral("device-1"), QStringLiteral("production"),
+                                  {{QStringLiteral("daily"), true}}, 8,
+                                  QStringLiteral("Europe/Oslo")));
+        await(client.unregisterPush(QStringLiteral("device-1")));
+        QCOMPARE(
+            post(*server, token, "/api/push/register", R"({"device_token":"d","daily_hour":24})"),
+            400);
+        APIClient signedOut(server->baseURL());
+        QVERIFY_THROWS_EXCEPTION(APIError, await(signedOut.unregisterPush(QStringLiteral("d"))));
         QVERIFY(await(client.aiSettings()).timezone == QStringLiteral("Europe/Oslo"));
     }
 
