@@ -163,6 +163,44 @@ bool settleSchedule(Storage& storage, const UserState& state, qint64 userId, con
     return BriefingApi::run(storage, state, userId, QStringLiteral("scheduled"), now);
 }
 
+void tickAll(Service& service, const QDateTime& now) {
+    QList<qint64> users;
+    service.migrate([&](Storage& storage) {
+        Storage::Statement s(storage, "SELECT user_id FROM account_settings WHERE "
+                                      "briefing_enabled = 1 AND schedule_hour IS NOT NULL");
+        while (s.step())
+            users << s.integer(0);
+    });
+    for (const qint64 user : users)
+        service.transact(user, [&](UserState& state, Storage& storage) {
+            settleSchedule(storage, state, user, now);
+            return Reply{200, {}};
+        });
+}
+
+ScheduleClock::ScheduleClock(Service& service)
+    : m_thread([this, &service] {
+        std::unique_lock lock(m_mutex);
+        while (!m_wake.wait_for(lock, std::chrono::minutes(1), [this] { return m_stopping; })) {
+            lock.unlock();
+            try {
+                tickAll(service, QDateTime::currentDateTimeUtc());
+            } catch (...) {
+                // A failed pass is tried again at the next minute.
+            }
+            lock.lock();
+        }
+    }) {}
+
+ScheduleClock::~ScheduleClock() {
+    {
+        std::lock_guard lock(m_mutex);
+        m_stopping = true;
+    }
+    m_wake.notify_all();
+    m_thread.join();
+}
+
 void install(httplib::Server& server, Service& service, FaultPlan& faults) {
     service.migrate([](Storage& storage) { storage.exec(schema); });
 

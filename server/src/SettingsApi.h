@@ -7,7 +7,10 @@
 
 #include <httplib.h>
 
+#include <condition_variable>
+#include <mutex>
 #include <optional>
+#include <thread>
 
 class FaultPlan;
 class Service;
@@ -41,7 +44,26 @@ std::optional<QDate> dueScheduledDay(const Settings& settings,
 // refuses still counts as that day's, so nothing retries it every request.
 bool settleSchedule(Storage& storage, const UserState& state, qint64 userId, const QDateTime& now);
 
+// Runs every scheduled briefing that is due at `now`.
+void tickAll(Service& service, const QDateTime& now);
+
 void install(httplib::Server& server, Service& service, FaultPlan& faults);
 void installAdmin(httplib::Server& server, Service& service);
+
+// While it lives, a thread asks once a minute which scheduled briefings are due, so a run
+// lands at its hour even when no device asks.
+class ScheduleClock {
+public:
+    explicit ScheduleClock(Service& service);
+    ~ScheduleClock();
+    ScheduleClock(const ScheduleClock&) = delete;
+    ScheduleClock& operator=(const ScheduleClock&) = delete;
+
+private:
+    std::mutex m_mutex;
+    std::condition_variable m_wake;
+    bool m_stopping = false;
+    std::thread m_thread;
+};
 
 } // namespace SettingsApi

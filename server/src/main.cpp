@@ -6,6 +6,7 @@
 #include "HttpApi.h"
 #include "HttpServer.h"
 #include "Service.h"
+#include "SettingsApi.h"
 #include "Storage.h"
 #include "WelcomeApi.h"
 
@@ -190,6 +191,8 @@ int serve(Service& service, const ServeOptions& options) {
     std::fflush(stdout);
 
     Listener apiListener(api);
+    // Started after the signal mask, which it inherits; stopped before the service goes.
+    SettingsApi::ScheduleClock scheduleClock(service);
     std::optional<Listener> adminListener;
     if (adminPort >= 0)
         adminListener.emplace(admin);
