@@ -5,6 +5,7 @@
 #include "ListQueries.h"
 
 #include <QCoreApplication>
+#include <QDBusConnection>
 #include <QKeySequence>
 #include <QPointer>
 #include <QTimeZone>
@@ -29,6 +30,13 @@ AppDelegate::AppDelegate(Store& store, Preferences& prefs, QObject* parent)
     // The reminder follows the settings at once rather than at the next refresh.
     for (auto signal : {&Preferences::dailyReminderChanged, &Preferences::reminderHourChanged})
         connect(&m_prefs, signal, this, [this] { syncNotifications(); });
+    // The welcome belongs to the account: a new token asks afresh.
+    connect(&m_store, &Store::hasTokenChanged, this, [this] {
+        m_urgentSeen.reset();
+        m_store.forgetWelcome();
+        if (m_store.hasToken())
+            m_store.refreshWelcome();
+    });
     connect(&m_store, &Store::documentChanged, this, [this] {
         if (hideDone() == m_hideDone)
             return;
@@ -54,6 +62,9 @@ void AppDelegate::setOpenMainWindow(std::function<void()> open) {
 }
 
 void AppDelegate::launch() {
+    if (m_store.hasToken())
+        m_store.refreshWelcome();
+    announceUrgentItems(); // the restored copy is what was known before
     launchTasks();
     watchStore();
 }
@@ -94,6 +105,7 @@ void AppDelegate::watchStore() {
 QCoro::Task<> AppDelegate::watchPass() {
     QPointer<AppDelegate> self(this);
     surfaceConflictIfNeeded();
+    announceUrgentItems();
     auto notified = syncNotifications();
     co_await std::move(notified);
     if (!self)
@@ -114,9 +126,63 @@ void AppDelegate::surfaceConflictIfNeeded() {
 }
 
 QCoro::Task<> AppDelegate::syncNotifications() {
-    // The daily reminder is not scheduled by this build; the pass still runs through here so
-    // that a reminder lands without touching the loop.
+    // The reminder counts when it fires, so a pass only switches it and moves its hour.
+    if (!m_reminder)
+        co_return;
+    if (m_prefs.dailyReminder())
+        m_reminder->arm(m_prefs.reminderHour());
+    else
+        m_reminder->disarm();
     co_return;
+}
+
+void AppDelegate::setNotifications(Notifications* notifications, DailyReminder::Clock clock) {
+    m_reminder.reset();
+    if (!notifications)
+        return;
+    const auto counts = [this](const QDateTime& now) {
+        return std::pair{m_store.dueCount(now), m_store.overdueCount(now)};
+    };
+    m_reminder = std::make_unique<DailyReminder>(*notifications, counts, std::move(clock));
+    m_notifications = notifications;
+    connect(notifications, &Notifications::activated, this,
+            [this](const QString& key, const QString& token) {
+                // A Wayland compositor gives focus only with the token it handed out.
+                if (!token.isEmpty())
+                    qputenv("XDG_ACTIVATION_TOKEN", token.toUtf8());
+                m_openMainWindow();
+                if (key.startsWith(Reminder::urgentPrefix))
+                    m_store.setSelection(key.mid(Reminder::urgentPrefix.size()));
+            });
+    QDBusConnection::systemBus().connect(
+        QStringLiteral("org.freedesktop.login1"), QStringLiteral("/org/freedesktop/login1"),
+        QStringLiteral("org.freedesktop.login1.Manager"), QStringLiteral("PrepareForSleep"), this,
+        SLOT(sleepChanged(bool)));
+}
+
+void AppDelegate::announceUrgentItems() {
+    const auto& wire = m_store.syncedWire();
+    if (!wire || m_store.syncedVersion() == m_urgentVersion)
+        return;
+    m_urgentVersion = m_store.syncedVersion();
+    const QMap<QString, QString> urgent = Reminder::urgentAgentItems(*wire);
+    const bool first = !m_urgentSeen;
+    if (first)
+        m_urgentSeen.emplace();
+    for (auto it = urgent.cbegin(); it != urgent.cend(); ++it) {
+        if (m_urgentSeen->contains(it.key()))
+            continue;
+        m_urgentSeen->insert(it.key());
+        if (!first && m_prefs.urgentAgentAlerts() && m_notifications &&
+            m_notifications->available())
+            m_notifications->show(Reminder::urgentPrefix + it.key(), it.value(),
+                                  QStringLiteral("An agent added this as urgent."));
+    }
+}
+
+void AppDelegate::sleepChanged(bool sleeping) {
+    if (!sleeping && m_reminder)
+        m_reminder->wake();
 }
 
 void AppDelegate::openMainWindow() {
@@ -160,6 +226,10 @@ void AppDelegate::clearFilters() {
 void AppDelegate::toggle(const QString& id) {
     if (const auto item = m_store.item(id))
         m_store.toggle(*item);
+}
+
+void AppDelegate::dismissWelcome() {
+    m_store.dismissWelcome();
 }
 
 void AppDelegate::quit() {

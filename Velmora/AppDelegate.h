@@ -2,10 +2,13 @@
 
 #include "PaneRouter.h"
 #include "Preferences.h"
+#include "Reminder.h"
 #include "Store.h"
 
 #include <QCoroTask>
 #include <QObject>
+#include <QPointer>
+#include <QSet>
 #include <QVariantList>
 
 #include <functional>
@@ -39,6 +42,10 @@ public:
 
     // Opens and fronts the main window; installed by the shell once the window exists.
     void setOpenMainWindow(std::function<void()> open);
+    // Where the daily reminder is shown, and the clock it reads (the system's when empty).
+    // `notifications` outlives this object.
+    void setNotifications(Notifications* notifications, DailyReminder::Clock clock = {});
+    DailyReminder* reminder() const { return m_reminder.get(); }
 
     // The launch order: the background work starts, then the watch loop arms without
     // waiting for it. `launched` fires when the background work has ended.
@@ -61,6 +68,8 @@ public:
     Q_INVOKABLE void clearFilters();
     Q_INVOKABLE void toggle(const QString& id);
     Q_INVOKABLE void quit();
+    // "Got it" on the welcome.
+    Q_INVOKABLE void dismissWelcome();
     // "" is every section.
     Q_INVOKABLE QVariantList sectionChoices() const;
     Q_INVOKABLE QVariantList sortChoices() const;
@@ -77,7 +86,13 @@ Q_SIGNALS:
     // suggestions.
     void aiRequested();
 
+private Q_SLOTS:
+    // logind's PrepareForSleep: false on resume.
+    void sleepChanged(bool sleeping);
+
 private:
+    // Posts a notification, once, for each urgent agent task that a refresh brought in.
+    void announceUrgentItems();
     QCoro::Task<> launchTasks();
     QCoro::Task<> watchPass();
     void open(std::optional<PaneScreen> screen);
@@ -89,4 +104,9 @@ private:
     bool m_watchArmed = false;
     bool m_hideDone = false;
     std::function<void()> m_openMainWindow = [] {};
+    std::unique_ptr<DailyReminder> m_reminder;
+    QPointer<Notifications> m_notifications;
+    // The urgent agent tasks already known; none until a document from the server is held.
+    std::optional<QSet<QString>> m_urgentSeen;
+    qint64 m_urgentVersion = -1;
 };

@@ -105,6 +105,8 @@ const QString launchAtLoginKey = QStringLiteral("launchAtLogin");
 const QString dailyReminderKey = QStringLiteral("dailyReminder");
 const QString reminderHourKey = QStringLiteral("reminderHour");
 const QString paneFractionKey = QStringLiteral("paneFraction");
+const QString briefingHelpHintDoneKey = QStringLiteral("briefingHelpHintDone");
+const QString urgentAgentAlertsKey = QStringLiteral("urgentAgentAlerts");
 } // namespace
 
 Preferences::Preferences(QSettings& settings, LoginItems& loginItems, QObject* parent)
@@ -120,6 +122,8 @@ Preferences::Preferences(QSettings& settings, LoginItems& loginItems, QObject* p
     m_reminderHour = SettingsRead::integer(settings, reminderHourKey, 0, 23, 9);
     m_paneFraction = SettingsRead::real(settings, paneFractionKey, PaneSplit::minFraction,
                                         PaneSplit::maxFraction, PaneSplit::defaultFraction);
+    m_briefingHelpHintDone = SettingsRead::boolean(settings, briefingHelpHintDoneKey, false);
+    m_urgentAgentAlerts = SettingsRead::boolean(settings, urgentAgentAlertsKey, true);
     // The login item is deliberately not applied here: only a change by the user touches it,
     // so a choice made in the desktop's own settings is left alone.
 }
@@ -178,6 +182,24 @@ void Preferences::setReminderHour(int hour) {
     m_settings.setValue(reminderHourKey, hour);
     m_settings.sync();
     Q_EMIT reminderHourChanged();
+}
+
+void Preferences::setBriefingHelpHintDone(bool value) {
+    if (value == m_briefingHelpHintDone)
+        return;
+    m_briefingHelpHintDone = value;
+    m_settings.setValue(briefingHelpHintDoneKey, value);
+    m_settings.sync();
+    Q_EMIT briefingHelpHintDoneChanged();
+}
+
+void Preferences::setUrgentAgentAlerts(bool value) {
+    if (value == m_urgentAgentAlerts)
+        return;
+    m_urgentAgentAlerts = value;
+    m_settings.setValue(urgentAgentAlertsKey, value);
+    m_settings.sync();
+    Q_EMIT urgentAgentAlertsChanged();
 }
 
 QVariantList Preferences::appearanceChoices() const {

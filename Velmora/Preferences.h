@@ -49,6 +49,14 @@ class Preferences : public QObject {
     Q_PROPERTY(bool briefingHelpHintDone READ briefingHelpHintDone WRITE setBriefingHelpHintDone
                    NOTIFY briefingHelpHintDoneChanged)
 
+    // The briefing screen's "New to briefings?" hint was dismissed.
+    Q_PROPERTY(bool briefingHelpHintDone READ briefingHelpHintDone WRITE setBriefingHelpHintDone
+                   NOTIFY briefingHelpHintDoneChanged)
+
+    // A notification when an agent adds a task as urgent.
+    Q_PROPERTY(bool urgentAgentAlerts READ urgentAgentAlerts WRITE setUrgentAgentAlerts NOTIFY
+                   urgentAgentAlertsChanged)
+
 public:
     // Reads the five keys. `settings` and `loginItems` outlive this object.
     Preferences(QSettings& settings, LoginItems& loginItems, QObject* parent = nullptr);
@@ -60,6 +68,10 @@ public:
     bool dailyReminder() const { return m_dailyReminder; }
     int reminderHour() const { return m_reminderHour; }
     double paneFraction() const { return m_paneFraction; }
+    bool briefingHelpHintDone() const { return m_briefingHelpHintDone; }
+    bool urgentAgentAlerts() const { return m_urgentAgentAlerts; }
+    void setUrgentAgentAlerts(bool value);
+    void setBriefingHelpHintDone(bool value);
 
     void setAppearance(Appearance value);
     // Unknown text is ignored.
@@ -87,6 +99,7 @@ Q_SIGNALS:
     void reminderHourChanged();
     void paneFractionChanged();
     void briefingHelpHintDoneChanged();
+    void urgentAgentAlertsChanged();
 
 private:
     void applyLaunchAtLogin();
@@ -99,4 +112,6 @@ private:
     bool m_dailyReminder = false;
     int m_reminderHour = 9;
     double m_paneFraction = PaneSplit::defaultFraction;
+    bool m_briefingHelpHintDone = false;
+    bool m_urgentAgentAlerts = true;
 };

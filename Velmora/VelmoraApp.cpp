@@ -12,6 +12,7 @@
 #include "PeoplePaneModel.h"
 #include "ReviewPaneModel.h"
 #include "RulesViewModel.h"
+#include "ScheduleSettingsModel.h"
 #include "SignIn.h"
 #include "Tray.h"
 #include "TunePanelModel.h"
@@ -137,6 +138,7 @@ QCoro::Task<bool> VelmoraApp::start() {
     PeoplePaneModel::registerType();
     DraftEditor::registerType();
     ConnectionsModel::registerType();
+    ScheduleSettingsModel::registerType();
     m_engine = std::make_unique<QQmlApplicationEngine>();
     QQmlContext* context = m_engine->rootContext();
     context->setContextProperty(QStringLiteral("app"), m_delegate.get());
@@ -165,6 +167,14 @@ QCoro::Task<bool> VelmoraApp::start() {
         Qt::QueuedConnection);
 
     m_delegate->setOpenMainWindow([this] { openMainWindow(); });
+    if (!m_options.notifications) {
+        const QString entry = QGuiApplication::desktopFileName();
+        m_ownNotifications = std::make_unique<FreedesktopNotifications>(
+            QDBusConnection::sessionBus(), QStringLiteral("Velmora"),
+            QStringLiteral("org.velmora.app"), entry.isEmpty() ? QStringLiteral("velmora") : entry);
+    }
+    m_delegate->setNotifications(m_options.notifications ? m_options.notifications
+                                                         : m_ownNotifications.get());
     connect(m_delegate.get(), &AppDelegate::settingsRequested, this, &VelmoraApp::openSettings);
     applyTaskbarEntry();
     connect(m_prefs.get(), &Preferences::showInDockChanged, this, &VelmoraApp::applyTaskbarEntry);

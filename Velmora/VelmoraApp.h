@@ -6,6 +6,7 @@
 #include "Keychain.h"
 #include "LoginItems.h"
 #include "MenuBarPanel.h"
+#include "Notifications.h"
 #include "Preferences.h"
 #include "SecretStore.h"
 #include "Store.h"
@@ -35,6 +36,8 @@ struct LaunchOptions {
     std::optional<QString> dataDirectory;
     QString settingsFile;
     bool useTray = true;
+    // Where notifications go; none: the desktop's, on the session bus.
+    Notifications* notifications = nullptr;
 };
 
 // The application: the long-lived state, the three windows (main, tray panel, settings) and
@@ -105,6 +108,7 @@ private:
     std::unique_ptr<MainWindow> m_mainWindowModel;
     std::unique_ptr<QQmlApplicationEngine> m_engine;
     std::unique_ptr<Tray> m_tray;
+    std::unique_ptr<Notifications> m_ownNotifications;
     QPointer<QQuickWindow> m_mainWindow;
     QPointer<QQuickWindow> m_panelWindow;
     QPointer<QQuickWindow> m_settingsWindow;

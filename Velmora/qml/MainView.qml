@@ -194,6 +194,13 @@ Item {
 
     MainDialogs {}
 
+    WelcomeView {
+        objectName: "welcome"
+        wanted: store.showsWelcome && !store.hasPendingConflict
+        briefingsLabel: "the Briefing pane"
+        onDismissed: app.dismissWelcome()
+    }
+
     Shortcut {
         // Ctrl+N itself is the Edit menu's.
         sequences: ["Ctrl+Return", "Ctrl+Enter"]

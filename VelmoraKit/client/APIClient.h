@@ -8,6 +8,7 @@
 #include "People.h"
 #include "Proposal.h"
 #include "Records.h"
+#include "Schedule.h"
 #include "Wire.h"
 
 #include <QCoroTask>
@@ -216,6 +217,19 @@ public:
     QCoro::Task<> declineShared(QString id);
     QCoro::Task<> withdrawShared(QString id);
     QCoro::Task<> answerCompletion(QString id, bool agree);
+
+    // The account's schedule, its deletion, the welcome and push (APIClientSettings.cpp).
+    QCoro::Task<AISettings> aiSettings();
+    // A partial update: what is left out stays; an inner null hour clears the schedule.
+    QCoro::Task<AISettings> setAISettings(std::optional<std::optional<int>> scheduleHour,
+                                          std::optional<bool> briefingEnabled = std::nullopt,
+                                          std::optional<QString> timezone = std::nullopt);
+    QCoro::Task<DeleteAccountOutcome> deleteAccount(std::optional<QString> appleCode, bool force);
+    QCoro::Task<bool> hasBeenWelcomed();
+    QCoro::Task<> markWelcomed();
+    QCoro::Task<> registerPush(QString deviceToken, QString environment, QMap<QString, bool> kinds,
+                               int dailyHour, QString timezone);
+    QCoro::Task<> unregisterPush(QString deviceToken);
 
 Q_SIGNALS:
     void tokenChanged();

@@ -42,6 +42,7 @@ class Store : public QObject {
     Q_PROPERTY(bool briefingRunning READ briefingRunning NOTIFY briefingRunningChanged)
     Q_PROPERTY(bool briefingJustLanded READ briefingJustLanded NOTIFY briefingJustLandedChanged)
     Q_PROPERTY(int sharedWaiting READ sharedWaiting NOTIFY sharedWaitingChanged)
+    Q_PROPERTY(bool showsWelcome READ showsWelcome NOTIFY needsWelcomeChanged)
 
 public:
     // `client` is given with the token the keychain held at launch (or none). The snapshot
@@ -214,6 +215,19 @@ public:
     // --- task sharing (StorePeople.cpp) ---
     // What a look at the inbox says is waiting; the refresh's own look lands here too.
     void setSharedWaitingFromInbox(const ShareInbox& inbox);
+    // --- the welcome and the account (StoreSettings.cpp) ---
+    // Null until the server has answered for this account.
+    const std::optional<bool>& needsWelcome() const { return m_needsWelcome; }
+    bool showsWelcome() const { return m_needsWelcome == true; }
+    // Asks the server; a failure leaves needsWelcome as it was, silently.
+    QCoro::Task<> refreshWelcome();
+    // Hides the welcome at once, then tells the server; a failure is ignored.
+    QCoro::Task<> dismissWelcome();
+    // For the next account: unknown until asked.
+    void forgetWelcome() { setNeedsWelcome(std::nullopt); }
+    enum class AccountDeletion { deleted, appleAuthRequired, failed };
+    // Deletes the account on the server and, when it is gone, disconnects this device.
+    QCoro::Task<AccountDeletion> deleteAccount(std::optional<QString> appleCode, bool force);
 
 Q_SIGNALS:
     void documentChanged();
@@ -236,6 +250,7 @@ Q_SIGNALS:
     void briefingRunningChanged();
     void briefingJustLandedChanged();
     void sharedWaitingChanged();
+    void needsWelcomeChanged();
     // Internal: the exclusive job in flight has ended.
     void inFlightFinished();
     // Internal: an add's send has ended, with or without a server id.
@@ -292,6 +307,7 @@ private:
     friend class BriefingWatch;
     // StorePeople.cpp: written only on a real change.
     void setSharedWaiting(int count);
+    void setNeedsWelcome(std::optional<bool> value);
 
     APIClient* m_client;
     OfflineDisk m_disk;
@@ -317,6 +333,7 @@ private:
     bool m_briefingUnread = false;
     std::optional<Proposal> m_proposal;
     std::optional<Usage> m_usage;
+    std::optional<bool> m_needsWelcome;
 
     bool m_inFlight = false;
     QSet<QString> m_addsInFlight;       // local ids whose add is being sent

@@ -4,6 +4,7 @@
 #include "CreditsApi.h"
 #include "DismissApi.h"
 #include "Routes.h"
+#include "SettingsApi.h"
 
 #include <QUuid>
 
@@ -42,11 +43,6 @@ constexpr qint64 hintForFirst = 3;
 // The form the database writes, which the client's reader takes as UTC.
 QString stamp(const QDateTime& at) {
     return at.toUTC().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss"));
-}
-
-// Accounts carry no time zone yet, so the user's day is the server's.
-QDate userDay(const QDateTime& now) {
-    return now.toLocalTime().date();
 }
 
 Reply refused(int status, const char* reason, const char* message) {
@@ -97,7 +93,7 @@ bool runNow(Storage& storage, const UserState& state, qint64 user, const QString
     p.dueAt.reset();
     setPending(storage, user, p);
 
-    const QDate today = userDay(now);
+    const QDate today = SettingsApi::userDay(storage, user, now);
     Storage::Statement s(storage, "INSERT INTO briefings(id, user_id, created_at, local_day, "
                                   "items_sent, body, doc_version) VALUES(?, ?, ?, ?, ?, ?, ?)");
     s.bind(1, QUuid::createUuid().toString(QUuid::WithoutBraces)).bind(2, user);
@@ -183,7 +179,7 @@ Reply ask(Storage& storage, const UserState& state, qint64 user, const QDateTime
     last.bind(1, user);
     // The same list on the same day would read the same; a failed run may be retried.
     if (last.step() && last.integer(0) == state.version &&
-        last.text(1) == userDay(now).toString(Qt::ISODate))
+        last.text(1) == SettingsApi::userDay(storage, user, now).toString(Qt::ISODate))
         return refused(409, "nothing_to_do", "Nothing has changed since your last briefing.");
     if (!CreditLedger::available(storage, user, now))
         return CreditLedger::refusal();
@@ -212,6 +208,11 @@ std::optional<qint64> namedUser(Service& service, const httplib::Request& req,
 } // namespace
 
 namespace BriefingApi {
+
+bool run(Storage& storage, const UserState& state, qint64 userId, const QString& trigger,
+         const QDateTime& now) {
+    return runNow(storage, state, userId, trigger, now);
+}
 
 JsonValue newest(Storage& storage, qint64 userId) {
     Storage::Statement s(storage, (QByteArray(columns) + "WHERE user_id = ? ORDER BY "
@@ -265,6 +266,8 @@ void install(httplib::Server& server, Service& service, FaultPlan& faults) {
                userRoute(service, faults, [&service](qint64 user, const httplib::Request& req) {
                    const bool all = req.get_param_value("history") == "1";
                    return service.transact(user, [&](UserState& state, Storage& storage) {
+                       SettingsApi::settleSchedule(storage, state, user,
+                                                   QDateTime::currentDateTimeUtc());
                        settle(storage, state, user, QDateTime::currentDateTimeUtc());
                        return all ? history(storage, user) : latest(storage, user);
                    });

@@ -12,6 +12,8 @@
 class FaultPlan;
 class Service;
 class Storage;
+struct UserState;
+class QDateTime;
 
 // `api/ai/briefing`: the daily briefing. POST asks for a run, which lands after a short
 // delay (none in tests) and is kept with the last ten; GET reads the newest (or, with
@@ -33,6 +35,10 @@ void markCard(Storage& storage, qint64 userId, const QString& briefingId, const 
 
 // The user's newest briefing as GET reads it, or null when there is none.
 JsonValue newest(Storage& storage, qint64 userId);
+
+// One run now, written as the newest briefing; false when the ledger refused to pay.
+bool run(Storage& storage, const UserState& state, qint64 userId, const QString& trigger,
+         const QDateTime& now);
 
 void install(httplib::Server& server, Service& service, FaultPlan& faults);
 void installAdmin(httplib::Server& server, Service& service);

@@ -1,5 +1,6 @@
 #include "HttpApi.h"
 
+#include "AccountApi.h"
 #include "AdminApi.h"
 #include "AuthApi.h"
 #include "BriefingApi.h"
@@ -8,12 +9,15 @@
 #include "McpApi.h"
 #include "PeopleApi.h"
 #include "PromptsApi.h"
+#include "PushApi.h"
 #include "Routes.h"
+#include "SettingsApi.h"
 #include "ShareApi.h"
 #include "SmartInsertApi.h"
 #include "StoreApi.h"
 #include "TokensApi.h"
 #include "UsageApi.h"
+#include "WelcomeApi.h"
 
 #include <httplib.h>
 
@@ -67,6 +71,10 @@ void installApi(httplib::Server& server, Service& service, FaultPlan& faults) {
     PromptsApi::install(server, faults);
     PeopleApi::install(server, service, faults);
     ShareApi::install(server, service, faults);
+    SettingsApi::install(server, service, faults);
+    WelcomeApi::install(server, service, faults);
+    AccountApi::install(server, service, faults);
+    PushApi::install(server, service, faults);
 }
 
 void installAdmin(httplib::Server& server, Service& service, FaultPlan& faults,
@@ -89,6 +97,8 @@ void installAdmin(httplib::Server& server, Service& service, FaultPlan& faults,
     CreditsApi::installAdmin(server, service);
     BriefingApi::installAdmin(server, service);
     PromptsApi::installAdmin(server);
+    SettingsApi::installAdmin(server, service);
+    AccountApi::installAdmin(server, service);
 }
 
 } // namespace HttpApi

@@ -4,6 +4,7 @@
 #include "Methods.h"
 #include "Proposals.h"
 #include "Records.h"
+#include "SettingsApi.h"
 #include "WireJson.h"
 
 #include <QDate>
@@ -129,9 +130,9 @@ std::optional<QString> optionalString(const JsonValue& args, const char* key, in
     return value.toString();
 }
 
-// The user's day. Accounts carry no time zone yet, so it is the server's local day.
-QDate userToday() {
-    return QDate::currentDate();
+// The user's day, in the account's zone.
+QDate userToday(Storage& storage, qint64 userId) {
+    return SettingsApi::userDay(storage, userId, QDateTime::currentDateTimeUtc());
 }
 
 QString json(const JsonValue& value) {
@@ -160,7 +161,7 @@ void countCall(Storage& storage, qint64 userId, const QString& day) {
 
 // --- the tools -----------------------------------------------------------------------
 
-JsonValue getDocument(const UserState& state, const JsonValue& args) {
+JsonValue getDocument(const UserState& state, const JsonValue& args, QDate today) {
     const JsonValue& flag = member(args, u"include_dismissed");
     if (!flag.isNull() && !flag.isBool())
         throw BadArguments(QStringLiteral("\"include_dismissed\" must be true or false."));
@@ -174,7 +175,7 @@ JsonValue getDocument(const UserState& state, const JsonValue& args) {
     JsonValue::Array focus;
     for (const QString& term : document.focus)
         focus.push_back(term);
-    JsonValue out = JsonValue::object({{QStringLiteral("today"), userToday().toString(Qt::ISODate)},
+    JsonValue out = JsonValue::object({{QStringLiteral("today"), today.toString(Qt::ISODate)},
                                        {QStringLiteral("items"), std::move(items)},
                                        {QStringLiteral("rules"), std::move(rules)},
                                        {QStringLiteral("focus"), std::move(focus)}});
@@ -224,7 +225,7 @@ QStringList deltaProblems(const JsonValue::Array& deltas) {
     return problems;
 }
 
-JsonValue putProposal(UserState& next, const JsonValue& args, const QString& now) {
+JsonValue putProposal(UserState& next, const JsonValue& args, const QString& now, QDate today) {
     const auto agent = optionalString(args, "agent", 200);
     if (!agent || agent->trimmed().isEmpty())
         throw BadArguments(QStringLiteral("\"agent\" must be your name, so that the user knows "
@@ -255,7 +256,7 @@ JsonValue putProposal(UserState& next, const JsonValue& args, const QString& now
     proposal.set(QStringLiteral("deltas"), deltas);
     Proposals::Filing filing;
     const QList<WireRule> rules = next.document.rules;
-    Proposals::file(next, std::move(proposal), now, userToday(), &filing);
+    Proposals::file(next, std::move(proposal), now, today, &filing);
 
     QStringList lines;
     JsonValue::Array filtered, kept;
@@ -412,7 +413,7 @@ void setDailyCap(qint64 value) {
 }
 
 qint64 usedToday(Storage& storage, qint64 userId) {
-    return usedOn(storage, userId, userToday().toString(Qt::ISODate));
+    return usedOn(storage, userId, userToday(storage, userId).toString(Qt::ISODate));
 }
 
 QString instructions() {
@@ -506,9 +507,10 @@ std::optional<JsonValue> call(Service& service, qint64 userId, const QString& na
         QStringLiteral("get_briefing"), QStringLiteral("get_usage")};
     if (!names.contains(name))
         return std::nullopt;
-    const QString day = userToday().toString(Qt::ISODate);
     const QString now = Service::now();
     const Reply reply = service.transact(userId, [&](UserState& next, Storage& storage) {
+        const QDate today = userToday(storage, userId);
+        const QString day = today.toString(Qt::ISODate);
         const qint64 used = usedOn(storage, userId, day);
         if (used >= dailyCap)
             return Reply{200, refusal(QStringLiteral("Refused: all %1 agent calls of today (%2, "
@@ -521,9 +523,9 @@ std::optional<JsonValue> call(Service& service, qint64 userId, const QString& na
         JsonValue result;
         try {
             if (name == u"get_document")
-                result = getDocument(next, arguments);
+                result = getDocument(next, arguments, today);
             else if (name == u"put_proposal")
-                result = putProposal(next, arguments, now);
+                result = putProposal(next, arguments, now, today);
             else if (name == u"add_item")
                 result = addItem(next, storage, userId, arguments, now);
             else if (name == u"get_proposal_status")

@@ -2,6 +2,7 @@
 
 #include "Methods.h"
 #include "Proposals.h"
+#include "SettingsApi.h"
 #include "SmartReading.h"
 #include "WireJson.h"
 
@@ -286,9 +287,10 @@ std::optional<Service::FiledProposal> Service::setProposal(const QString& name,
     if (!id)
         return std::nullopt;
     UserState next = stateOf(*id);
-    // The user's day is the server's local day: accounts carry no zone of their own yet.
+    // Rules read the due dates against the user's day, in the account's zone.
     if (proposal)
-        Proposals::file(next, std::move(*proposal), now(), QDate::currentDate());
+        Proposals::file(next, std::move(*proposal), now(),
+                        SettingsApi::userDay(m_storage, *id, QDateTime::currentDateTimeUtc()));
     else
         next.proposal.reset();
     next.version += 1;
@@ -337,4 +339,9 @@ Reply Service::transactAcross(const CrossWork& work) {
     } catch (const std::exception& fault) {
         return internalError(fault);
     }
+}
+
+void Service::forget(qint64 userId) {
+    std::lock_guard lock(m_mutex);
+    m_cache.erase(userId);
 }

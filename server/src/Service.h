@@ -104,6 +104,9 @@ public:
         std::function<void(qint64 userId, const WireDocument& before, const WireDocument& after,
                            Staged& staged, Storage& storage)>;
     void addFollower(Follower follower) { m_followers.push_back(std::move(follower)); }
+    // Drops the cached state of a user whose rows are gone (a deleted account), so that a
+    // later user given the same id starts empty.
+    void forget(qint64 userId);
 
     static QByteArray fingerprint(const QString& token);
     static QString newToken();

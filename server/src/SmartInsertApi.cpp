@@ -1,6 +1,7 @@
 #include "SmartInsertApi.h"
 
 #include "Routes.h"
+#include "SettingsApi.h"
 #include "SmartReading.h"
 
 #include <QDate>
@@ -55,8 +56,10 @@ Reply insert(Service& service, qint64 userId, const QByteArray& body) {
                               {{QStringLiteral("ok"), false}, {QStringLiteral("reason"), reason}}),
                           before);
         };
-        // The user's day is the server's local day, as for rules.
-        auto reading = SmartReading::read(text->toString(), QDate::currentDate());
+        // "tomorrow" and weekdays count from the user's day, in the account's zone.
+        auto reading = SmartReading::read(
+            text->toString(),
+            SettingsApi::userDay(storage, userId, QDateTime::currentDateTimeUtc()));
         if (!reading)
             return refusal("failed");
         if (before >= cap)

@@ -7,7 +7,9 @@
 #include "HttpApi.h"
 #include "HttpServer.h"
 #include "Service.h"
+#include "SettingsApi.h"
 #include "Storage.h"
+#include "WelcomeApi.h"
 
 #include <QDateTime>
 #include <QStringList>
@@ -151,6 +153,8 @@ int serve(Service& service, const ServeOptions& options) {
             service.replaceDocument(
                 Demo::userName,
                 Demo::document(QDate::currentDate(), QDateTime::currentDateTimeUtc()));
+        // The demo opens on its list; the welcome is for accounts people make.
+        WelcomeApi::markWelcomed(service, Demo::userName);
         if (!writeSecret(options.tokenFile, issued.token))
             return fail(QStringLiteral("cannot write %1").arg(options.tokenFile));
     }
@@ -192,6 +196,8 @@ int serve(Service& service, const ServeOptions& options) {
     std::fflush(stdout);
 
     Listener apiListener(api);
+    // Started after the signal mask, which it inherits; stopped before the service goes.
+    SettingsApi::ScheduleClock scheduleClock(service);
     std::optional<Listener> adminListener;
     if (adminPort >= 0)
         adminListener.emplace(admin);

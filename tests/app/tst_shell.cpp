@@ -8,6 +8,7 @@
 #include "ReviewPaneModel.h"
 #include "RulesViewModel.h"
 #include "SamplePromptsModel.h"
+#include "ScheduleSettingsModel.h"
 #include "ServerProcess.h"
 #include "SingleInstance.h"
 #include "Tray.h"
@@ -138,7 +139,10 @@ QString tokenFileFor(ServerProcess& server, const QTemporaryDir& dir, const QStr
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly))
         throw std::runtime_error("no token file");
-    file.write(server.createUser(user).toUtf8());
+    const QString token = server.createUser(user);
+    file.write(token.toUtf8());
+    // Welcomed already, so that no sheet stands over the screens under test.
+    server.request("POST", "/api/onboarded", {}, {{"Authorization", "Bearer " + token.toUtf8()}});
     return path;
 }
 
@@ -934,6 +938,73 @@ private Q_SLOTS:
                     .toString()
                     .startsWith(QStringLiteral(VELMORA_VERSION " (")));
         screenshot(settings, QStringLiteral("settings-dark"));
+    }
+
+    // The welcome of a new account, then the AI and Account tabs, light and dark.
+    void welcomeScheduleAndAccount() {
+        QTemporaryDir dir;
+        const QString path = dir.filePath(QStringLiteral("new.token"));
+        const QString token = server->createUser(QStringLiteral("newcomer"));
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(token.toUtf8()) > 0);
+        file.close();
+        Shell shell(*server, path);
+        QQuickWindow* main = shell.app->mainWindow();
+        QObject* welcome = popup(main, QStringLiteral("welcome"));
+        QTRY_VERIFY_WITH_TIMEOUT(welcome->property("opened").toBool(), 5000);
+        screenshot(main, QStringLiteral("welcome-light"));
+        shell.app->prefs()->setAppearanceText(QStringLiteral("dark"));
+        screenshot(main, QStringLiteral("welcome-dark"));
+        Shell::click(shell.find(main, QStringLiteral("welcomeDone")));
+        QTRY_VERIFY_WITH_TIMEOUT(!welcome->property("visible").toBool(), 5000);
+        const auto onboarded = [&] {
+            return server
+                ->request("GET", "/api/onboarded", {},
+                          {{"Authorization", "Bearer " + token.toUtf8()}})
+                .json();
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(onboarded().find(u"onboarded")->toBool(), 5000);
+
+        QQuickWindow* settings = shell.app->settingsWindow();
+        shell.app->delegate()->openSettings();
+        shell.find(settings, QStringLiteral("settingsTabs"))->setProperty("currentIndex", 1);
+        auto* schedule = settings->findChild<ScheduleSettingsModel*>();
+        QVERIFY(schedule);
+        QTRY_VERIFY_WITH_TIMEOUT(schedule->loaded(), 5000);
+        QVERIFY(!shell.find(settings, QStringLiteral("dailyBriefing"))->isEnabled());
+        schedule->setHour(7);
+        QTRY_VERIFY_WITH_TIMEOUT(shell.find(settings, QStringLiteral("dailyBriefing"))->isEnabled(),
+                                 5000);
+        const QStringList unnamed = Shell::unnamedControls(settings);
+        QVERIFY2(unnamed.isEmpty(), qPrintable(unnamed.join(QStringLiteral(", "))));
+        screenshot(settings, QStringLiteral("settings-ai-dark"));
+        shell.app->prefs()->setAppearanceText(QStringLiteral("light"));
+        screenshot(settings, QStringLiteral("settings-ai-light"));
+        schedule->setZoneQuery(QStringLiteral("europe/"));
+        schedule->setPickingZone(true);
+        screenshot(settings, QStringLiteral("settings-zone-light"));
+        schedule->pickZone(QStringLiteral("Europe/Oslo"));
+        QVERIFY(!schedule->pickingZone());
+
+        shell.find(settings, QStringLiteral("settingsTabs"))->setProperty("currentIndex", 2);
+        QTRY_COMPARE_WITH_TIMEOUT(
+            shell.find(settings, QStringLiteral("accountStatus"))->property("text").toString(),
+            QStringLiteral("Connected"), 5000);
+        screenshot(settings, QStringLiteral("settings-account-light"));
+        shell.app->prefs()->setAppearanceText(QStringLiteral("dark"));
+        screenshot(settings, QStringLiteral("settings-account-dark"));
+        Shell::click(shell.find(settings, QStringLiteral("disconnectButton")));
+        QObject* confirm = popup(settings, QStringLiteral("disconnectConfirm"));
+        QTRY_VERIFY_WITH_TIMEOUT(confirm->property("opened").toBool(), 5000);
+        Shell::click(shell.find(settings, QStringLiteral("confirmDisconnect")));
+        QTRY_VERIFY_WITH_TIMEOUT(!shell.app->store()->hasToken(), 5000);
+        QCOMPARE(server
+                     ->request("GET", "/api/ai/settings", {},
+                               {{"Authorization", "Bearer " + token.toUtf8()}})
+                     .json()
+                     .find(u"schedule_hour")
+                     ->toInteger(),
+                 7);
     }
 
     void menusFollowTheView() {

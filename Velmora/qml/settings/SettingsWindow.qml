@@ -22,9 +22,10 @@ VWindow {
 
     header: TabBar {
         id: tabs
-        TabButton { text: "General" }
-        TabButton { text: "AI" }
-        TabButton { text: "Account" }
+        objectName: "settingsTabs"
+        TabButton { text: "General"; Accessible.name: text }
+        TabButton { text: "AI"; Accessible.name: text }
+        TabButton { text: "Account"; Accessible.name: text }
     }
 
     StackLayout {
