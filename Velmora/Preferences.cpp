@@ -225,15 +225,3 @@ void Preferences::setPaneFraction(double fraction) {
     m_settings.setValue(paneFractionKey, clamped);
     Q_EMIT paneFractionChanged();
 }
-
-bool Preferences::briefingHelpHintDone() const {
-    return SettingsRead::boolean(m_settings, QStringLiteral("briefingHelpHintDone"), false);
-}
-
-void Preferences::setBriefingHelpHintDone(bool value) {
-    if (value == briefingHelpHintDone())
-        return;
-    m_settings.setValue(QStringLiteral("briefingHelpHintDone"), value);
-    m_settings.sync();
-    Q_EMIT briefingHelpHintDoneChanged();
-}

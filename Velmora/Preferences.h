@@ -49,10 +49,6 @@ class Preferences : public QObject {
     Q_PROPERTY(bool briefingHelpHintDone READ briefingHelpHintDone WRITE setBriefingHelpHintDone
                    NOTIFY briefingHelpHintDoneChanged)
 
-    // The briefing screen's "New to briefings?" hint was dismissed.
-    Q_PROPERTY(bool briefingHelpHintDone READ briefingHelpHintDone WRITE setBriefingHelpHintDone
-                   NOTIFY briefingHelpHintDoneChanged)
-
     // A notification when an agent adds a task as urgent.
     Q_PROPERTY(bool urgentAgentAlerts READ urgentAgentAlerts WRITE setUrgentAgentAlerts NOTIFY
                    urgentAgentAlertsChanged)
@@ -84,9 +80,6 @@ public:
     void setReminderHour(int hour);
     // Clamped to the split's range before it is stored.
     void setPaneFraction(double fraction);
-
-    bool briefingHelpHintDone() const;
-    void setBriefingHelpHintDone(bool value);
 
     // The choices for the appearance picker, in order: [{value, label}].
     Q_INVOKABLE QVariantList appearanceChoices() const;
