@@ -8,7 +8,7 @@
 #include "People.h"
 #include "Proposal.h"
 #include "Records.h"
-#include "Schedule.h"
+#include "Settings.h"
 #include "Wire.h"
 
 #include <QCoroTask>

@@ -25,7 +25,7 @@ JsonValue object(const QByteArray& body) {
 QCoro::Task<AISettings> APIClient::aiSettings() {
     auto task = raw(QByteArrayLiteral("GET"), QStringLiteral("api/ai/settings"));
     const RawReply reply = co_await std::move(task);
-    co_return AISettings::decode(checked(reply));
+    co_return decodedReply([&] { return AISettings::decode(checked(reply)); });
 }
 
 QCoro::Task<AISettings> APIClient::setAISettings(std::optional<std::optional<int>> scheduleHour,
@@ -42,7 +42,7 @@ QCoro::Task<AISettings> APIClient::setAISettings(std::optional<std::optional<int
     auto task =
         raw(QByteArrayLiteral("POST"), QStringLiteral("api/ai/settings"), std::move(request));
     const RawReply reply = co_await std::move(task);
-    co_return AISettings::decode(checked(reply));
+    co_return decodedReply([&] { return AISettings::decode(checked(reply)); });
 }
 
 QCoro::Task<DeleteAccountOutcome> APIClient::deleteAccount(std::optional<QString> appleCode,
