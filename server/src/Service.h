@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ReplyEncoding.h"
 #include "Storage.h"
 #include "UserState.h"
 
@@ -16,6 +17,8 @@
 struct Reply {
     int status = 200;
     QByteArray body;
+    // The version of the whole document this reply carries (a load's); 0 for any other.
+    qint64 document = 0;
 };
 
 // The server's state behind one mutex: every call from any HTTP thread goes through here,
@@ -77,6 +80,9 @@ public:
     std::optional<FiledProposal> setProposal(const QString& name,
                                              std::optional<JsonValue> proposal);
 
+    // Full-document replies, per user, version and coding; shared by the route families.
+    ReplyCache& documentReplies() { return m_documentReplies; }
+
     static QByteArray fingerprint(const QString& token);
     static QString newToken();
     static QString now();
@@ -93,6 +99,8 @@ private:
     std::map<qint64, UserState> m_cache;
     qint64 m_lastPurge = 0;
     std::atomic<qint64> m_smartInsertCap;
+    // A few large documents' worth, in every coding.
+    ReplyCache m_documentReplies{64 * 1024 * 1024};
 };
 
 // `{"message": text}`.
