@@ -181,6 +181,11 @@ public:
     // old list back and reports in lastError. The caller cleans the list first.
     QCoro::Task<> setFocus(QStringList terms);
 
+    // The refresh of the launch, right after its sync: when that sync reached the server
+    // (version, proposal, and the document if it had moved) and nothing was queued since,
+    // only what a refresh adds to a sync runs, so no call goes out twice; else a refresh.
+    QCoro::Task<> refreshAfterSync();
+
 Q_SIGNALS:
     void documentChanged();
     void isLoadingChanged();
@@ -285,4 +290,7 @@ private:
     int m_flashDurationMs = 2600;
 
     mutable ViewState m_view{this};
+
+    QCoro::Task<> runRefreshAfterSync();
+    bool m_syncReached = false; // the last sync heard the server and settled
 };
