@@ -75,7 +75,7 @@ QCoro::Task<> AppDelegate::launchTasks() {
     co_await std::move(synced);
     if (!self)
         co_return;
-    auto refreshed = m_store.refresh(false);
+    auto refreshed = m_store.refreshAfterSync();
     co_await std::move(refreshed);
     if (!self)
         co_return;

@@ -154,8 +154,8 @@ QCoro::Task<bool> VelmoraApp::start() {
 
     m_mainWindow = load(QStringLiteral("Main.qml"));
     m_panelWindow = load(QStringLiteral("MenuBarPanel.qml"));
-    m_settingsWindow = load(QStringLiteral("settings/SettingsWindow.qml"));
-    if (!m_mainWindow || !m_panelWindow || !m_settingsWindow)
+    // The settings window is built when first opened: most launches never show it.
+    if (!m_mainWindow || !m_panelWindow)
         co_return false;
     connect(m_panelWindow, &QWindow::visibleChanged, m_panel.get(), &MenuBarPanel::setShown);
     connect(
@@ -279,12 +279,19 @@ void VelmoraApp::showPanel() {
     m_panelWindow->requestActivate();
 }
 
+QQuickWindow* VelmoraApp::settingsWindow() {
+    if (!m_settingsWindow && m_engine)
+        m_settingsWindow = load(QStringLiteral("settings/SettingsWindow.qml"));
+    return m_settingsWindow;
+}
+
 void VelmoraApp::openSettings() {
-    if (!m_settingsWindow)
+    QQuickWindow* window = settingsWindow();
+    if (!window)
         return;
-    m_settingsWindow->show();
-    m_settingsWindow->raise();
-    m_settingsWindow->requestActivate();
+    window->show();
+    window->raise();
+    window->requestActivate();
 }
 
 void VelmoraApp::activate(const QStringList& arguments) {

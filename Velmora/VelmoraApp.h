@@ -63,7 +63,8 @@ public:
     QQmlApplicationEngine& engine() { return *m_engine; }
     QQuickWindow* mainWindow() const { return m_mainWindow; }
     QQuickWindow* panelWindow() const { return m_panelWindow; }
-    QQuickWindow* settingsWindow() const { return m_settingsWindow; }
+    // Built on first use.
+    QQuickWindow* settingsWindow();
     bool darkScheme() const { return m_dark; }
 
     void openMainWindow();

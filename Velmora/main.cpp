@@ -1,4 +1,5 @@
 #include "AppEnvironment.h"
+#include "SceneGraph.h"
 #include "SignIn.h"
 #include "SingleInstance.h"
 #include "VelmoraApp.h"
@@ -83,6 +84,8 @@ int main(int argc, char* argv[]) {
         std::fprintf(stderr, "Velmora is already running but did not answer.\n");
         return 1;
     }
+
+    SceneGraph::chooseBackend();
 
     LaunchOptions options;
     options.tokenFile = parser.value(tokenFile);

@@ -1,11 +1,16 @@
 #include "ListQueries.h"
 
 #include <QCollator>
+#include <QHash>
 #include <QLocale>
+
+#include <unicode/ucol.h>
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <limits>
+#include <string>
 #include <vector>
 
 QString label(SortField field) {
@@ -55,14 +60,89 @@ const QCollator& collatorFor(const QLocale& locale) {
     return *collator;
 }
 
+// Collation keys of the texts sorted lately, under ICU's collator with the settings above.
+// A key costs about as much to make as a sort's worth of comparisons of its text, so keys are
+// kept across queries (a list is sorted again on every change, with the same titles) and two
+// keys compare as C strings. Qt's own keys cost an allocation each and are not kept.
+class KeyCache {
+public:
+    ~KeyCache() { close(); }
+
+    // False for the C locale, which Qt orders by code points, or when ICU fails.
+    bool open(const QLocale& locale) {
+        if (m_collator && m_locale == locale)
+            return true;
+        close();
+        m_locale = locale;
+        if (locale.language() == QLocale::C)
+            return false;
+        UErrorCode status = U_ZERO_ERROR;
+        m_collator = ucol_open(locale.name().toLatin1().constData(), &status);
+        ucol_setAttribute(m_collator, UCOL_NORMALIZATION_MODE, UCOL_ON, &status);
+        ucol_setAttribute(m_collator, UCOL_STRENGTH, UCOL_SECONDARY, &status); // any case
+        ucol_setAttribute(m_collator, UCOL_NUMERIC_COLLATION, UCOL_ON, &status);
+        if (U_FAILURE(status))
+            close();
+        return m_collator != nullptr;
+    }
+    // Forgets every key once the cache outgrows its bound; call before a query's keys.
+    void trim() {
+        if (m_offsets.size() > 50'000 || m_keys.size() > 8 * 1024 * 1024) {
+            m_offsets.clear();
+            m_keys.clear();
+        }
+    }
+    // Where `text`'s key starts in keys(); valid until the next trim().
+    std::size_t offset(const QString& text) {
+        if (const auto found = m_offsets.constFind(text); found != m_offsets.cend())
+            return found.value();
+        const std::size_t at = m_keys.size();
+        std::size_t room = std::size_t(text.size()) * 3 + 16;
+        for (;;) {
+            m_keys.resize(at + room);
+            const int32_t needed = ucol_getSortKey(
+                m_collator, reinterpret_cast<const UChar*>(text.utf16()), int32_t(text.size()),
+                reinterpret_cast<uint8_t*>(m_keys.data() + at), int32_t(room));
+            if (needed <= 0) { // no key: it sorts first
+                m_keys.resize(at + 1);
+                m_keys[at] = '\0';
+                break;
+            }
+            if (std::size_t(needed) <= room) {
+                m_keys.resize(at + std::size_t(needed));
+                break;
+            }
+            room = std::size_t(needed);
+        }
+        m_offsets.insert(text, at);
+        return at;
+    }
+    const char* keys() const { return m_keys.data(); }
+
+private:
+    void close() {
+        if (m_collator)
+            ucol_close(m_collator);
+        m_collator = nullptr;
+        m_offsets.clear();
+        m_keys.clear();
+    }
+
+    QLocale m_locale;
+    UCollator* m_collator = nullptr;
+    std::string m_keys; // every key ends in a zero byte
+    QHash<QString, std::size_t> m_offsets;
+};
+
 // What the orderings read, taken once per item rather than once per comparison.
 struct SortKey {
     const Item* item;
     bool done;
     int rank;
-    qint64 due;       // a missing due is the far future
-    qint64 created;   //
-    qint64 completed; // a missing completion is the distant past
+    qint64 due;           // a missing due is the far future
+    qint64 created;       //
+    qint64 completed;     // a missing completion is the distant past
+    std::size_t text = 0; // its collation key, for the sorts that compare text
 };
 
 // A due day as local wall-clock milliseconds. Dues are local midnights, which order as
@@ -87,7 +167,21 @@ SortKey keyOf(const Item& item) {
 
 // The flat sort; the descending direction calls it with the arguments swapped, which
 // reverses its tie-breaks as well.
-bool flatBefore(const SortKey& a, const SortKey& b, SortField field, const QCollator* collator) {
+const QString& textOf(const Item& item, SortField field) {
+    static const QString none;
+    if (field == SortField::title)
+        return item.title;
+    return item.source ? *item.source : none;
+}
+
+// How the text sorts compare: by the keys in one buffer (each ends in a zero byte), or, if
+// ICU could not open a collator, by Qt's.
+struct TextOrder {
+    const char* keys = nullptr;
+    const QCollator* collator = nullptr;
+};
+
+bool flatBefore(const SortKey& a, const SortKey& b, SortField field, const TextOrder& text) {
     switch (field) {
     case SortField::due:
         if (a.due == b.due)
@@ -98,10 +192,10 @@ bool flatBefore(const SortKey& a, const SortKey& b, SortField field, const QColl
             return a.rank < b.rank;
         return a.due < b.due;
     case SortField::title:
-        return collator->compare(a.item->title, b.item->title) < 0;
     case SortField::who:
-        return collator->compare(a.item->source.value_or(QString()),
-                                 b.item->source.value_or(QString())) < 0;
+        if (text.keys)
+            return std::strcmp(text.keys + a.text, text.keys + b.text) < 0;
+        return text.collator->compare(textOf(*a.item, field), textOf(*b.item, field)) < 0;
     case SortField::added:
         return a.created < b.created;
     }
@@ -224,10 +318,20 @@ QList<Item> visibleItems(const Document& document, const ViewSettings& view, con
     for (const Item* item : items)
         keys.push_back(keyOf(*item));
 
-    // Opened only for the sorts that compare text.
-    const QCollator* collator = nullptr;
-    if (!grouped && (field == SortField::title || field == SortField::who))
-        collator = &collatorFor(QLocale());
+    // The sorts that compare text compare collation keys rather than collating both strings
+    // on every comparison of the sort.
+    TextOrder text;
+    if (!grouped && (field == SortField::title || field == SortField::who)) {
+        thread_local KeyCache cache;
+        if (cache.open(QLocale())) {
+            cache.trim();
+            for (SortKey& key : keys)
+                key.text = cache.offset(textOf(*key.item, field));
+            text.keys = cache.keys();
+        } else {
+            text.collator = &collatorFor(QLocale());
+        }
+    }
 
     // Stable, so items the ordering calls equal keep document order.
     std::stable_sort(keys.begin(), keys.end(), [&](const SortKey& a, const SortKey& b) {
@@ -236,7 +340,7 @@ QList<Item> visibleItems(const Document& document, const ViewSettings& view, con
             return !a.done;
         if (grouped)
             return sectionBefore(a, b);
-        return ascending ? flatBefore(a, b, field, collator) : flatBefore(b, a, field, collator);
+        return ascending ? flatBefore(a, b, field, text) : flatBefore(b, a, field, text);
     });
 
     QList<Item> out;

@@ -300,6 +300,21 @@ QCoro::Task<> Store::runRefresh(bool announceChanges) {
     }
 }
 
+QCoro::Task<> Store::refreshAfterSync() {
+    if (!m_hasToken)
+        co_return;
+    auto task = runExclusive([](Store& store) { return store.runRefreshAfterSync(); });
+    co_await std::move(task);
+}
+
+QCoro::Task<> Store::runRefreshAfterSync() {
+    if (std::exchange(m_syncReached, false) && m_queue.isEmpty()) {
+        refreshShared();
+        co_return;
+    }
+    co_await runRefresh(false);
+}
+
 void Store::startAutoRefresh(int seconds) {
     m_autoRefresh.stop();
     m_autoRefresh.setInterval(seconds * 1000);

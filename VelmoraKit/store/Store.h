@@ -228,6 +228,10 @@ public:
     enum class AccountDeletion { deleted, appleAuthRequired, failed };
     // Deletes the account on the server and, when it is gone, disconnects this device.
     QCoro::Task<AccountDeletion> deleteAccount(std::optional<QString> appleCode, bool force);
+    // The refresh of the launch, right after its sync: when that sync reached the server
+    // (version, proposal, and the document if it had moved) and nothing was queued since,
+    // only what a refresh adds to a sync runs, so no call goes out twice; else a refresh.
+    QCoro::Task<> refreshAfterSync();
 
 Q_SIGNALS:
     void documentChanged();
@@ -355,4 +359,6 @@ private:
     // The watch, a child of this Store: cancelled by deleting it.
     QPointer<QObject> m_briefingWatch;
     std::chrono::milliseconds m_briefingPollInterval{5000};
+    QCoro::Task<> runRefreshAfterSync();
+    bool m_syncReached = false; // the last sync heard the server and settled
 };

@@ -19,6 +19,7 @@ QCoro::Task<> Store::sync() {
 
 QCoro::Task<> Store::runSync() {
     QPointer<Store> self(this);
+    m_syncReached = false;
     try {
         const qint64 version = co_await m_client->version();
         if (!self)
@@ -31,6 +32,8 @@ QCoro::Task<> Store::runSync() {
             }
             setLastRefresh(QDateTime::currentDateTimeUtc());
             co_await refreshProposal();
+            if (self)
+                m_syncReached = true;
             break;
         case SyncDecision::replaySilently: {
             const bool wasOffline = m_isOffline;
@@ -45,6 +48,8 @@ QCoro::Task<> Store::runSync() {
             if (wasOffline)
                 announce(QStringLiteral("Synced"));
             co_await refreshProposal();
+            if (self)
+                m_syncReached = true;
             break;
         }
         case SyncDecision::adoptServerSilently: {
@@ -57,6 +62,8 @@ QCoro::Task<> Store::runSync() {
             if (wasOffline)
                 announce(QStringLiteral("Synced"));
             co_await refreshProposal();
+            if (self)
+                m_syncReached = true;
             break;
         }
         case SyncDecision::askUser:

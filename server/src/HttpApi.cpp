@@ -35,7 +35,8 @@ HttpServer::Limits limits(std::size_t threads) {
 void configure(httplib::Server& server) {
     server.set_error_handler(
         httplib::Server::HandlerWithResponse([](const httplib::Request&, httplib::Response& res) {
-            if (!res.body.empty())
+            // A route's own refusal has its type; only the library's bare statuses get a text.
+            if (!res.body.empty() || res.has_header("Content-Type"))
                 return httplib::Server::HandlerResponse::Unhandled;
             QString text;
             switch (res.status) {

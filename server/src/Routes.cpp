@@ -49,10 +49,30 @@ void dropConnection(const httplib::Request& req) {
     closedir(dir);
 }
 
+// The body of a reply `send` made, read back from its provider.
+std::string sentBody(httplib::Response& res) {
+    if (!res.content_provider_)
+        return std::move(res.body);
+    std::string out;
+    httplib::DataSink sink;
+    sink.write = [&out](const char* data, std::size_t size) {
+        out.append(data, size);
+        return true;
+    };
+    sink.is_writable = [] { return true; };
+    while (out.size() < res.content_length_) {
+        const std::size_t before = out.size();
+        if (!res.content_provider_(before, res.content_length_ - before, sink) ||
+            out.size() == before)
+            break;
+    }
+    return out;
+}
+
 // Sends the headers, with the full length, and only half the body; the library then
 // closes the connection, as a network that fails in the middle of a reply would.
 void cutAfterHeaders(httplib::Response& res) {
-    auto body = std::make_shared<std::string>(std::move(res.body));
+    auto body = std::make_shared<std::string>(sentBody(res));
     const std::string type = res.get_header_value("Content-Type");
     res.body.clear();
     res.set_content_provider(body->size(), type,
@@ -66,9 +86,23 @@ void cutAfterHeaders(httplib::Response& res) {
 
 namespace Routes {
 
-void send(httplib::Response& res, int status, const QByteArray& body) {
+void send(httplib::Response& res, int status, const QByteArray& body, const char* contentEncoding) {
     res.status = status;
-    res.set_content(body.constData(), std::size_t(body.size()), jsonType);
+    if (contentEncoding && *contentEncoding)
+        res.set_header("Content-Encoding", contentEncoding);
+    // A provider of known length goes out as it is. A plain body the library would compress
+    // at its highest Brotli quality whenever the client offers `br`, which costs milliseconds
+    // even for a reply of a few bytes; the one large reply, the whole document, is encoded by
+    // its route at a level of its own.
+    res.set_content_provider(
+        std::size_t(body.size()), jsonType,
+        [body](std::size_t offset, std::size_t length, httplib::DataSink& sink) {
+            return sink.write(body.constData() + offset, length);
+        });
+}
+
+void send(httplib::Response& res, int status, const QByteArray& body) {
+    send(res, status, body, nullptr);
 }
 
 void send(httplib::Response& res, const Reply& reply) {

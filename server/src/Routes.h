@@ -18,6 +18,8 @@
 namespace Routes {
 
 void send(httplib::Response& res, int status, const QByteArray& body);
+// A body already in `contentEncoding` ("br", "gzip"; null or empty for none).
+void send(httplib::Response& res, int status, const QByteArray& body, const char* contentEncoding);
 void send(httplib::Response& res, const Reply& reply);
 void sendMessage(httplib::Response& res, int status, const QString& text);
 QByteArray bodyOf(const httplib::Request& req);

@@ -156,6 +156,16 @@ Reply Service::call(qint64 userId, const QByteArray& body,
         // `user cap` may change the cap from another process while this one runs.
         if (name == u"addItem")
             current.openCap = m_storage.openCap(userId);
+        if (name == u"load") {
+            // The whole document: encoded once per version, however often it is loaded.
+            const qint64 version = current.version;
+            if (auto cached = m_documentReplies.find(userId, version, ContentCoding::identity))
+                return Reply{200, *cached, version};
+            Reply reply{200, envelope(Methods::apply(current, name, argList, context), version),
+                        version};
+            m_documentReplies.insert(userId, version, ContentCoding::identity, reply.body);
+            return reply;
+        }
         UserState next = current;
         const QByteArray result = Methods::apply(next, name, argList, context);
         if (*kind == Methods::Kind::read)
@@ -344,4 +354,5 @@ Reply Service::transactAcross(const CrossWork& work) {
 void Service::forget(qint64 userId) {
     std::lock_guard lock(m_mutex);
     m_cache.erase(userId);
+    m_documentReplies.forgetUser(userId);
 }

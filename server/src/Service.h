@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ReplyEncoding.h"
 #include "Storage.h"
 #include "UserState.h"
 
@@ -17,6 +18,8 @@
 struct Reply {
     int status = 200;
     QByteArray body;
+    // The version of the whole document this reply carries (a load's); 0 for any other.
+    qint64 document = 0;
 };
 
 // The server's state behind one mutex: every call from any HTTP thread goes through here,
@@ -107,6 +110,8 @@ public:
     // Drops the cached state of a user whose rows are gone (a deleted account), so that a
     // later user given the same id starts empty.
     void forget(qint64 userId);
+    // Full-document replies, per user, version and coding; shared by the route families.
+    ReplyCache& documentReplies() { return m_documentReplies; }
 
     static QByteArray fingerprint(const QString& token);
     static QString newToken();
@@ -130,6 +135,8 @@ private:
     // When each token's last use was last written (seconds): at most once a minute.
     std::map<QByteArray, qint64> m_touched;
     std::vector<Follower> m_followers;
+    // A few large documents' worth, in every coding.
+    ReplyCache m_documentReplies{64 * 1024 * 1024};
 };
 
 // `{"message": text}`.

@@ -13,6 +13,25 @@ QString rpcName(const QByteArray& body) {
     return method && method->isString() ? method->toString() : QString();
 }
 
+// A whole document in the best coding the client accepts, encoded once per version and
+// coding.
+void sendDocument(httplib::Response& res, ReplyCache& cache, qint64 user, const Reply& reply,
+                  ContentCoding coding) {
+    QByteArray body = reply.body;
+    if (coding != ContentCoding::identity) {
+        if (auto cached = cache.find(user, reply.document, coding)) {
+            body = *cached;
+        } else if (auto encoded = ReplyEncoding::encode(reply.body, coding)) {
+            cache.insert(user, reply.document, coding, *encoded);
+            body = *encoded;
+        } else {
+            coding = ContentCoding::identity;
+        }
+    }
+    res.set_header("Vary", "Accept-Encoding");
+    send(res, reply.status, body, ReplyEncoding::name(coding));
+}
+
 } // namespace
 
 void StoreApi::install(httplib::Server& server, Service& service, FaultPlan& faults) {
@@ -32,7 +51,12 @@ void StoreApi::install(httplib::Server& server, Service& service, FaultPlan& fau
                                    QStringLiteral("Idempotency-Key must hold 1 to 200 "
                                                   "characters."));
         }
-        send(res, service.call(*user, body, key));
+        const Reply reply = service.call(*user, body, key);
+        if (reply.document)
+            sendDocument(res, service.documentReplies(), *user, reply,
+                         ReplyEncoding::choose(req.get_header_value("Accept-Encoding")));
+        else
+            send(res, reply);
         dropIfAsked(fault, req, res);
     });
 

@@ -953,6 +953,40 @@ private Q_SLOTS:
         QTRY_COMPARE_WITH_TIMEOUT(launched.count(), 1, 5000);
         QVERIFY(store.lastError().isEmpty());
     }
+
+    void launchSendsEachCallOnce_data() {
+        QTest::addColumn<QString>("method");
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<QString>("rpc");
+        QTest::newRow("version") << "GET"
+                                 << "/api/store/version" << QString();
+        QTest::newRow("load") << "POST"
+                              << "/api/store"
+                              << "load";
+        QTest::newRow("proposal") << "POST"
+                                  << "/api/store"
+                                  << "loadProposal";
+    }
+    void launchSendsEachCallOnce() {
+        QFETCH(QString, method);
+        QFETCH(QString, path);
+        QFETCH(QString, rpc);
+        // A fault that changes nothing counts the requests it meets.
+        server->clearFaults();
+        ServerProcess::Fault counter;
+        counter.method = method;
+        counter.path = path;
+        counter.rpc = rpc;
+        counter.count = 100;
+        server->inject(counter);
+        DelegateRig h(server->baseURL(), server->createUser(AccountRig::nextName()));
+        QSignalSpy launched(&h.delegate, &AppDelegate::launched);
+        h.delegate.launch();
+        QTRY_COMPARE_WITH_TIMEOUT(launched.count(), 1, 10000);
+        QVERIFY(!h.store.isOffline() && h.store.lastError().isEmpty());
+        QCOMPARE(100 - server->pendingFaults(), 1);
+        server->clearFaults();
+    }
 };
 
 QTEST_MAIN(TestMainWindow)

@@ -1,0 +1,103 @@
+// The whole document's replies: the coding a client's Accept-Encoding asks for, the body the
+// same in every coding, a write seen at the next load, and the cache held to its bound.
+
+#include "ReplyEncoding.h"
+#include "ServerProcess.h"
+#include "ServerTestUtil.h"
+
+#include <QStandardPaths>
+#include <QTest>
+
+#include <httplib.h>
+
+using namespace ServerTest;
+
+class TestServerReplies : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void choose_data() {
+        QTest::addColumn<QString>("header");
+        QTest::addColumn<QString>("coding");
+        QTest::newRow("Qt's") << "deflate, gzip, br, zstd"
+                              << "br";
+        QTest::newRow("none") << ""
+                              << "";
+        QTest::newRow("gzip only") << "gzip"
+                                   << "gzip";
+        QTest::newRow("br refused") << "br;q=0, gzip"
+                                    << "gzip";
+        QTest::newRow("br refused, spaced") << "gzip ; q=0.5, BR ; Q=0.000"
+                                            << "gzip";
+        QTest::newRow("any") << "*"
+                             << "br";
+        QTest::newRow("any but br") << "*, br;q=0"
+                                    << "gzip";
+        QTest::newRow("garbled weight") << "br;q=x, gzip;q=0"
+                                        << "";
+        QTest::newRow("look-alikes") << "brotli, xgzip, identity"
+                                     << "";
+    }
+    void choose() {
+        QFETCH(QString, header);
+        QFETCH(QString, coding);
+        QCOMPARE(ReplyEncoding::name(ReplyEncoding::choose(header.toStdString())),
+                 coding.toStdString());
+    }
+
+    void cacheKeepsTheNewestWithinItsBound() {
+        ReplyCache cache(100);
+        cache.insert(1, 5, ContentCoding::br, QByteArray(40, 'a'));
+        cache.insert(1, 4, ContentCoding::br, QByteArray(10, 'b')); // late: dropped
+        QCOMPARE(cache.find(1, 5, ContentCoding::br), QByteArray(40, 'a'));
+        QVERIFY(!cache.find(1, 4, ContentCoding::br) && !cache.find(1, 5, ContentCoding::gzip));
+        cache.insert(2, 1, ContentCoding::gzip, QByteArray(40, 'c'));
+        QVERIFY(cache.find(1, 5, ContentCoding::br)); // now the most recent
+        cache.insert(3, 1, ContentCoding::gzip, QByteArray(40, 'd'));
+        QCOMPARE(cache.bytes(), std::size_t(80));
+        QVERIFY(!cache.find(2, 1, ContentCoding::gzip) && cache.find(3, 1, ContentCoding::gzip));
+        cache.insert(4, 1, ContentCoding::gzip, QByteArray(101, 'e')); // over the bound alone
+        QVERIFY(!cache.find(4, 1, ContentCoding::gzip));
+    }
+
+    void loadsAnswerInTheCodingAskedAndFollowWrites() {
+        QStandardPaths::setTestModeEnabled(true);
+        ServerProcess server;
+        const QString token = server.createUser(QStringLiteral("ana"));
+        const std::string load = R"({"method":"load","args":[]})";
+        const httplib::Headers auth{{"Authorization", "Bearer " + token.toStdString()}};
+        httplib::Client raw("127.0.0.1", server.port());
+        raw.set_decompress(false);
+        httplib::Client plain("127.0.0.1", server.port());
+        for (int round = 0; round < 2; ++round) {
+            const QString title = QStringLiteral("Task %1").arg(round);
+            const JsonValue item =
+                JsonValue::object({{QStringLiteral("title"), title},
+                                   {QStringLiteral("section"), QStringLiteral("action")}});
+            QCOMPARE(server.call(token, QStringLiteral("addItem"), {item}).status, 200);
+            const auto identity = plain.Post("/api/store", auth, load, "application/json");
+            QVERIFY(identity && identity->status == 200);
+            QVERIFY(!identity->has_header("Content-Encoding"));
+            QVERIFY(QByteArray::fromStdString(identity->body).contains(title.toUtf8()));
+            for (const char* accept : {"deflate, gzip, br, zstd", "gzip", "br;q=0, gzip"}) {
+                httplib::Headers headers = auth;
+                headers.emplace("Accept-Encoding", accept);
+                const std::string expected = ReplyEncoding::name(ReplyEncoding::choose(accept));
+                // Twice: the second comes from the cache.
+                for (int again = 0; again < 2; ++again) {
+                    const auto encoded = raw.Post("/api/store", headers, load, "application/json");
+                    QVERIFY(encoded && encoded->status == 200);
+                    QCOMPARE(encoded->get_header_value("Content-Encoding"), expected);
+                    QVERIFY(encoded->body.size() < identity->body.size());
+                    const auto decoded =
+                        plain.Post("/api/store", headers, load, "application/json");
+                    QVERIFY(decoded && decoded->body == identity->body);
+                }
+            }
+        }
+        QCOMPARE(server.stop(), 0);
+    }
+};
+
+QTEST_MAIN(TestServerReplies)
+#include "tst_server_replies.moc"
