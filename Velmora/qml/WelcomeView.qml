@@ -55,6 +55,7 @@ Popup {
         Button {
             objectName: "welcomeDone"
             text: "Got it"
+            Accessible.name: text
             highlighted: true
             focus: true
             Layout.alignment: Qt.AlignRight
