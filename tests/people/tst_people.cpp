@@ -339,6 +339,23 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(!inboxA.shown() && inboxA.busyId().isEmpty(), 5000);
         QCOMPARE(titled(a.store, QStringLiteral("Book the venue"))->status, ItemStatus::done);
 
+        // A takes back a share B has not answered: the mark goes, and so does B's row.
+        QVERIFY(a.add(QStringLiteral("Order chairs")));
+        QTRY_COMPARE_WITH_TIMEOUT(a.store.queuedEdits(), 0, 5000);
+        send.setItemId(titled(a.store, QStringLiteral("Order chairs"))->id);
+        await(send.runLoad());
+        await(send.runSend());
+        QCOMPARE(send.refusal(), QString());
+        await(b.store.refresh(false));
+        QTRY_COMPARE_WITH_TIMEOUT(inboxB.incoming().size(), 1, 5000);
+        const auto client = a.store.freshClient();
+        await(
+            client->withdrawShared(inboxB.incoming()[0].toMap()[QStringLiteral("id")].toString()));
+        await(a.store.refresh(false));
+        QVERIFY(!titled(a.store, QStringLiteral("Order chairs"))->shared);
+        await(b.store.refresh(false));
+        QTRY_COMPARE_WITH_TIMEOUT(b.store.sharedWaiting(), 0, 5000);
+
         // Removing ends it for both.
         paneA.askRemove(paneA.people()[0].toMap()[QStringLiteral("id")].toString());
         QCOMPARE(paneA.confirmRemoveTitle(), QStringLiteral("Remove Ben?"));
