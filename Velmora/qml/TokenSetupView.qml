@@ -151,6 +151,9 @@ Item {
                 anchors.margins: 32
                 spacing: Style.padding
 
+                // The label, the card and its dots sit together in the middle of the column.
+                Item { Layout.fillHeight: true }
+
                 Label {
                     text: "WHAT IT LOOKS LIKE"
                     color: Style.secondaryText
@@ -162,11 +165,17 @@ Item {
                     objectName: "showcase"
                     currentIndex: tokenSetup.panel
                     Layout.fillWidth: true
-                    Layout.fillHeight: true
+                    // The shown panel's own height, not the tallest one's; a nested layout
+                    // would fill the column by default.
+                    Layout.fillHeight: false
+                    Layout.preferredHeight: currentIndex >= 0 && currentIndex < children.length
+                                            ? children[currentIndex].implicitHeight
+                                            : implicitHeight
 
                     ShowcaseCard {
                         ColumnLayout {
-                            anchors.fill: parent
+                            anchors.left: parent.left
+                            anchors.right: parent.right
                             spacing: Style.spacing
                             Repeater {
                                 model: [
@@ -182,13 +191,13 @@ Item {
                                     Layout.fillWidth: true
                                 }
                             }
-                            Item { Layout.fillHeight: true }
                         }
                     }
 
                     ShowcaseCard {
                         ColumnLayout {
-                            anchors.fill: parent
+                            anchors.left: parent.left
+                            anchors.right: parent.right
                             spacing: Style.spacing
                             Label {
                                 text: "OVERNIGHT"
@@ -215,13 +224,13 @@ Item {
                                     Layout.fillWidth: true
                                 }
                             }
-                            Item { Layout.fillHeight: true }
                         }
                     }
 
                     ShowcaseCard {
                         ColumnLayout {
-                            anchors.fill: parent
+                            anchors.left: parent.left
+                            anchors.right: parent.right
                             spacing: Style.spacing
                             Label {
                                 text: "STANDING RULES"
@@ -243,7 +252,6 @@ Item {
                                     Layout.fillWidth: true
                                 }
                             }
-                            Item { Layout.fillHeight: true }
                         }
                     }
                 }
@@ -293,6 +301,8 @@ Item {
                         onClicked: tokenSetup.step(1)
                     }
                 }
+
+                Item { Layout.fillHeight: true }
             }
         }
     }
