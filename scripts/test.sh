@@ -11,7 +11,7 @@ werror=OFF
 echo "== build"
 "$root/scripts/build.sh" "$root/build" -DVELMORA_WERROR=$werror
 echo "== tests"
-(cd "$root/build" && ctest --output-on-failure --timeout 300)
+(cd "$root/build" && ctest --output-on-failure --timeout 300 -j "$(nproc)")
 
 # The packages come from the tree just tested; CI, on its fresh machine, installs and runs them.
 echo "== packages"
@@ -28,4 +28,4 @@ echo "== build (asan+ubsan)"
 BUILD_TYPE=Debug "$root/scripts/build.sh" "$root/build-asan" -DVELMORA_WERROR=$werror -DVELMORA_SANITIZE=ON
 echo "== tests (asan+ubsan)"
 (cd "$root/build-asan" && ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1 \
-    ctest --output-on-failure --timeout 600 -LE nosan)
+    ctest --output-on-failure --timeout 600 -LE nosan -j "$(nproc)")
