@@ -58,6 +58,14 @@ private Q_SLOTS:
         QVERIFY(!cache.find(2, 1, ContentCoding::gzip) && cache.find(3, 1, ContentCoding::gzip));
         cache.insert(4, 1, ContentCoding::gzip, QByteArray(101, 'e')); // over the bound alone
         QVERIFY(!cache.find(4, 1, ContentCoding::gzip));
+        // A deleted account's replies go, every coding of them, and only theirs.
+        cache.insert(3, 1, ContentCoding::identity, QByteArray(10, 'f'));
+        cache.insert(1, 5, ContentCoding::gzip, QByteArray(5, 'g'));
+        cache.forgetUser(3);
+        QVERIFY(!cache.find(3, 1, ContentCoding::gzip) &&
+                !cache.find(3, 1, ContentCoding::identity));
+        QVERIFY(cache.find(1, 5, ContentCoding::br) && cache.find(1, 5, ContentCoding::gzip));
+        QCOMPARE(cache.bytes(), std::size_t(45));
     }
 
     void loadsAnswerInTheCodingAskedAndFollowWrites() {
