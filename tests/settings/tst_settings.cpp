@@ -4,6 +4,7 @@
 #include "AppRig.h"
 #include "Schedule.h"
 #include "ScheduleSettingsModel.h"
+#include "WireJson.h"
 
 #include <QStandardPaths>
 #include <QtTest>
@@ -76,6 +77,36 @@ private Q_SLOTS:
         QCOMPARE(built, body);
         // What goes on the wire is the text read back and written again: the same bytes.
         QCOMPARE(JsonValue::parse(built)->toJson(), body);
+    }
+
+    // The settings reply as read: anything but the three keys' own types is refused.
+    void settingsReply_data() {
+        QTest::addColumn<QByteArray>("body");
+        QTest::addColumn<bool>("read");
+        QTest::newRow("full")
+            << QByteArray(R"({"timezone":"Europe/Oslo","schedule_hour":9,"briefing_enabled":true})")
+            << true;
+        QTest::newRow("nulls")
+            << QByteArray(R"({"timezone":null,"schedule_hour":null,"briefing_enabled":false})")
+            << true;
+        QTest::newRow("no switch") << QByteArray(R"({"schedule_hour":9})") << false;
+        QTest::newRow("switch not a boolean") << QByteArray(R"({"briefing_enabled":1})") << false;
+        QTest::newRow("hour 24") << QByteArray(R"({"schedule_hour":24,"briefing_enabled":true})")
+                                 << false;
+        QTest::newRow("zone a number")
+            << QByteArray(R"({"timezone":5,"briefing_enabled":true})") << false;
+        QTest::newRow("not an object") << QByteArray("[]") << false;
+    }
+    void settingsReply() {
+        QFETCH(QByteArray, body);
+        QFETCH(bool, read);
+        bool ok = true;
+        try {
+            AISettings::decode(body);
+        } catch (const DecodingError&) {
+            ok = false;
+        }
+        QCOMPARE(ok, read);
     }
 
     void zonesAndHours() {
