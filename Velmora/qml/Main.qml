@@ -14,6 +14,30 @@ VWindow {
     visible: false
 
     menuBar: MenuBar {
+        // Escape closes a menu while the pointer rests on its title, yet the bar still counts
+        // that menu as open, so the next click on the title would only "close" it. A click
+        // on the title of a menu that was closed when pressed opens it.
+        delegate: MenuBarItem {
+            id: menuTitle
+            property bool closing: false
+            property bool openAtPress: false
+            function reopen() {
+                if (menu && !menu.visible) {
+                    openAtPress = true
+                    triggered()
+                }
+            }
+            onPressed: openAtPress = closing || (!!menu && menu.visible)
+            onTriggered: if (!openAtPress) Qt.callLater(reopen)
+            Connections {
+                target: menuTitle.menu
+                // A press outside closes the menu before the title sees that press.
+                function onAboutToHide() {
+                    menuTitle.closing = true
+                    Qt.callLater(() => menuTitle.closing = false)
+                }
+            }
+        }
         Menu {
             title: qsTr("&File")
             delegate: ShortcutMenuItem {}

@@ -1271,6 +1271,52 @@ private Q_SLOTS:
             QStringLiteral("Sent to Rosa — not accepted yet"), 5000);
         QVERIFY(!Shell::named(main, QStringLiteral("sendToButton")));
     }
+
+    // Clicks on menu titles, with Escape pressed while the pointer rests on the title: which
+    // menu is open at the end.
+    void menuTitlesAnswerEveryClick_data() {
+        QTest::addColumn<QStringList>("steps");
+        QTest::addColumn<QString>("open");
+        QTest::newRow("Escape, the same title")
+            << QStringList{"&File", "Escape", "&File"} << "&File";
+        QTest::newRow("the title again closes") << QStringList{"&File", "&File"} << "";
+        QTest::newRow("Escape, another title")
+            << QStringList{"&File", "Escape", "&Edit"} << "&Edit";
+        QTest::newRow("Escape twice")
+            << QStringList{"&View", "Escape", "&View", "Escape", "&View"} << "&View";
+    }
+    void menuTitlesAnswerEveryClick() {
+        QFETCH(QStringList, steps);
+        if (QGuiApplication::platformName() != QLatin1String("xcb"))
+            QSKIP("the offscreen platform hovers nothing: tst_shell_xvfb runs this");
+        Shell shell(*server);
+        QQuickWindow* main = shell.app->mainWindow();
+        QVERIFY(QTest::qWaitForWindowExposed(main, 5000));
+        QHash<QString, QQuickItem*> titles;
+        for (QQuickItem* item : Shell::items(main))
+            if (item->inherits("QQuickMenuBarItem"))
+                titles.insert(item->property("text").toString(), item);
+        const auto menuOf = [&](const QString& title) {
+            return titles.value(title)->property("menu").value<QObject*>();
+        };
+        for (const QString& step : steps) {
+            if (step == QLatin1String("Escape")) {
+                QTest::keyClick(main, Qt::Key_Escape);
+            } else {
+                const QPoint centre = titles.value(step)
+                                          ->mapToScene(QPointF(titles.value(step)->width() / 2, 8))
+                                          .toPoint();
+                QTest::mouseMove(main, centre);
+                QTest::mouseClick(main, Qt::LeftButton, {}, centre);
+            }
+            QTest::qWait(50);
+        }
+        QString open;
+        for (auto it = titles.begin(); it != titles.end(); ++it)
+            if (menuOf(it.key())->property("visible").toBool())
+                open += it.key();
+        QTEST(open, "open");
+    }
 };
 
 QTEST_MAIN(TestShell)
