@@ -15,6 +15,8 @@ TokenSetup::TokenSetup(Store& store, QObject* parent)
     m_rotation.setInterval(rotationMs);
     connect(&m_rotation, &QTimer::timeout, this, &TokenSetup::advance);
     connect(&m_store, &Store::lastErrorChanged, this, &TokenSetup::warningChanged);
+    connect(&m_store, &Store::waitingForKeyringChanged, this, &TokenSetup::progressChanged);
+    connect(this, &TokenSetup::busyChanged, this, &TokenSetup::progressChanged);
     // No browser tells when it was closed, so the wait ends by itself.
     m_giveUp.setSingleShot(true);
     m_giveUp.setInterval(SignIn::waitMs);
@@ -24,6 +26,20 @@ TokenSetup::TokenSetup(Store& store, QObject* parent)
 
 QString TokenSetup::warning() const {
     return m_failure.isEmpty() ? m_store.lastError() : m_failure;
+}
+
+QString TokenSetup::progress() const {
+    if (!m_busy)
+        return {};
+    return m_store.waitingForKeyring() ? QStringLiteral("Waiting for the keyring\u2026")
+                                       : QStringLiteral("Signing in\u2026");
+}
+
+QString TokenSetup::progressDetail() const {
+    if (!m_busy || !m_store.waitingForKeyring())
+        return {};
+    return QStringLiteral("Your desktop may ask for the keyring\u2019s password, to keep "
+                          "your sign-in safe.");
 }
 
 QStringList TokenSetup::showcaseRules() const {

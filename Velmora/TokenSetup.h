@@ -26,6 +26,9 @@ class TokenSetup : public QObject {
     // While true and motion is allowed, the showcase moves on every 8 seconds.
     Q_PROPERTY(bool active READ active WRITE setActive NOTIFY activeChanged)
     Q_PROPERTY(bool reduceMotion READ reduceMotion WRITE setReduceMotion NOTIFY reduceMotionChanged)
+    // While busy: what the sign-in waits for, and a line on what the person may see meanwhile.
+    Q_PROPERTY(QString progress READ progress NOTIFY progressChanged)
+    Q_PROPERTY(QString progressDetail READ progressDetail NOTIFY progressChanged)
 
 public:
     static constexpr int rotationMs = 8000;
@@ -46,6 +49,8 @@ public:
     void setActive(bool active);
     bool reduceMotion() const { return m_reduceMotion; }
     void setReduceMotion(bool value);
+    QString progress() const;
+    QString progressDetail() const;
 
     // The arrows: -1 or +1, wrapping; pins the showcase for the life of the screen.
     Q_INVOKABLE void step(int delta);
@@ -73,6 +78,7 @@ Q_SIGNALS:
     void activeChanged();
     void reduceMotionChanged();
     void waitingForBrowserChanged();
+    void progressChanged();
 
 private:
     void setPanel(int panel);

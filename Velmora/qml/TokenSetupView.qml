@@ -20,10 +20,12 @@ Item {
 
         // --- brand column ---
         ColumnLayout {
+            objectName: "brandColumn"
             Layout.preferredWidth: 340
             Layout.maximumWidth: 340
             Layout.fillHeight: true
-            Layout.margins: 40
+            // At the window's smallest height everything still fits above the bottom edge.
+            Layout.margins: root.height < 520 ? 24 : 40
             spacing: Style.spacing
 
             Image {
@@ -96,32 +98,64 @@ Item {
                 }
             }
 
-            RowLayout {
-                visible: tokenSetup.busy
-                spacing: Style.spacing
-                Loader {
-                    active: tokenSetup.busy && root.visible
-                    Layout.preferredWidth: 20
-                    Layout.preferredHeight: 20
-                    sourceComponent: BusyIndicator { running: true }
-                }
-                Label { text: "Signing in…" }
-                Button {
-                    objectName: "cancelSignIn"
-                    text: "Cancel"
-                    Accessible.name: text
-                    visible: tokenSetup.waitingForBrowser
-                    onClicked: tokenSetup.cancelSignIn()
-                }
-            }
-            Label {
-                objectName: "warningLabel"
-                visible: !tokenSetup.busy && text.length > 0
-                text: tokenSetup.warning
-                textFormat: Text.PlainText
-                color: Style.warning
-                wrapMode: Text.WordWrap
+            // The sign-in's progress and its trouble keep a place of their own under the
+            // buttons, always in the column: a row that the column shows and hides was left
+            // at the column's top, over the icon, while the keyring's prompt was up.
+            Item {
+                objectName: "signInStatus"
                 Layout.fillWidth: true
+                Layout.preferredHeight: Math.max(statusLines.implicitHeight, 64)
+                Column {
+                    id: statusLines
+                    width: parent.width
+                    spacing: 4
+                    Row {
+                        objectName: "progressRow"
+                        visible: tokenSetup.busy
+                        spacing: Style.spacing
+                        Loader {
+                            active: tokenSetup.busy && root.visible
+                            width: 20
+                            height: 20
+                            anchors.verticalCenter: parent.verticalCenter
+                            sourceComponent: BusyIndicator {
+                                running: true
+                                implicitWidth: 20
+                                implicitHeight: 20
+                            }
+                        }
+                        Label {
+                            objectName: "progressLabel"
+                            text: tokenSetup.progress
+                            anchors.verticalCenter: parent.verticalCenter
+                        }
+                        Button {
+                            objectName: "cancelSignIn"
+                            text: "Cancel"
+                            Accessible.name: text
+                            visible: tokenSetup.waitingForBrowser
+                            onClicked: tokenSetup.cancelSignIn()
+                        }
+                    }
+                    Label {
+                        objectName: "progressDetail"
+                        visible: tokenSetup.busy && text.length > 0
+                        width: parent.width
+                        text: tokenSetup.progressDetail
+                        color: Style.secondaryText
+                        font.pixelSize: Style.smallFont
+                        wrapMode: Text.WordWrap
+                    }
+                    Label {
+                        objectName: "warningLabel"
+                        visible: !tokenSetup.busy && text.length > 0
+                        width: parent.width
+                        text: tokenSetup.warning
+                        textFormat: Text.PlainText
+                        color: Style.warning
+                        wrapMode: Text.WordWrap
+                    }
+                }
             }
 
             Item { Layout.fillHeight: true }

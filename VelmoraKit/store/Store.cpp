@@ -90,6 +90,7 @@ void Store::setQueue(QList<PendingOp> queue) {
     }
 VELMORA_SETTER(setLoading, m_isLoading, bool, isLoadingChanged)
 VELMORA_SETTER(setHasToken, m_hasToken, bool, hasTokenChanged)
+VELMORA_SETTER(setWaitingForKeyring, m_waitingForKeyring, bool, waitingForKeyringChanged)
 VELMORA_SETTER(setOffline, m_isOffline, bool, isOfflineChanged)
 VELMORA_SETTER(setLastRefresh, m_lastRefresh, const QDateTime&, lastRefreshChanged)
 VELMORA_SETTER(setLastSyncedAt, m_lastSyncedAt, const QDateTime&, lastSyncedAtChanged)
@@ -164,17 +165,21 @@ QCoro::Task<bool> Store::connect(QString rawText) {
         co_return false;
     if (error) {
         // The keychain was not touched, so an earlier connection stays intact.
+        setWaitingForKeyring(true);
         const auto stored = co_await m_keychain.readToken();
         if (!self)
             co_return false;
+        setWaitingForKeyring(false);
         m_client->setToken(stored.value_or(QString()));
         setLastError(describe(error));
         co_return false;
     }
+    setWaitingForKeyring(true);
     auto task = m_keychain.store(*token);
     co_await std::move(task);
     if (!self)
         co_return false;
+    setWaitingForKeyring(false);
     setHasToken(true);
     adopt(loaded);
     publishSetAsideNotice();

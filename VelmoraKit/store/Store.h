@@ -361,4 +361,18 @@ private:
     std::chrono::milliseconds m_briefingPollInterval{5000};
     QCoro::Task<> runRefreshAfterSync();
     bool m_syncReached = false; // the last sync heard the server and settled
+
+    // --- the keyring during a sign-in ---
+    // Writing the token may bring up the desktop's unlock prompt, which can take as long as
+    // the person takes: the sign-in window says what it waits for.
+    Q_PROPERTY(bool waitingForKeyring READ waitingForKeyring NOTIFY waitingForKeyringChanged)
+
+public:
+    bool waitingForKeyring() const { return m_waitingForKeyring; }
+Q_SIGNALS:
+    void waitingForKeyringChanged();
+
+private:
+    void setWaitingForKeyring(bool value);
+    bool m_waitingForKeyring = false;
 };

@@ -20,6 +20,7 @@
 #include <QAbstractItemModelTester>
 #include <QAccessible>
 #include <QClipboard>
+#include <QCoroTimer>
 #include <QDir>
 #include <QGuiApplication>
 #include <QQmlContext>
@@ -166,6 +167,42 @@ void screenshot(QQuickWindow* window, const QString& name) {
     QTRY_VERIFY_WITH_TIMEOUT(window->isExposed(), 5000);
     QTest::qWait(300);
     QVERIFY(window->grabWindow().save(QDir(folder).filePath(name + QStringLiteral(".png"))));
+}
+
+// A keyring whose writes wait until let go, as one whose unlock prompt is up.
+class HeldKeyring final : public SecretStore {
+public:
+    bool held = true;
+    QCoro::Task<std::optional<QString>> read(QString, QString) override { co_return {}; }
+    QCoro::Task<bool> write(QString, QString, QString) override {
+        while (held)
+            co_await QCoro::sleepFor(std::chrono::milliseconds(20));
+        co_return true;
+    }
+    QCoro::Task<> remove(QString, QString) override { co_return; }
+};
+
+// The names of the visible children of `parent` that overlap one another or leave it.
+QStringList crowded(QQuickItem* parent) {
+    QList<QQuickItem*> shown;
+    for (QQuickItem* child : parent->childItems())
+        if (child->isVisible() && child->width() > 0 && child->height() > 0)
+            shown << child;
+    const auto name = [](QQuickItem* item) {
+        return item->objectName().isEmpty() ? item->property("text").toString()
+                                            : item->objectName();
+    };
+    QStringList out;
+    const QRectF inside(QPointF(0, 0), parent->size());
+    for (int i = 0; i < shown.size(); ++i) {
+        const QRectF a = parent->mapRectFromItem(shown[i], shown[i]->boundingRect());
+        if (!inside.contains(a.adjusted(1, 1, -1, -1)))
+            out << name(shown[i]) + QStringLiteral(" leaves");
+        for (int j = i + 1; j < shown.size(); ++j)
+            if (a.intersects(parent->mapRectFromItem(shown[j], shown[j]->boundingRect())))
+                out << name(shown[i]) + QStringLiteral(" on ") + name(shown[j]);
+    }
+    return out;
 }
 
 } // namespace
@@ -1316,6 +1353,51 @@ private Q_SLOTS:
             if (menuOf(it.key())->property("visible").toBool())
                 open += it.key();
         QTEST(open, "open");
+    }
+
+    // While the keyring holds the sign-in (its unlock prompt up), the window says so in a
+    // place of its own, overlapping nothing at the smallest size or a large one.
+    void signInWaitsForTheKeyring() {
+        QTemporaryDir dir;
+        HeldKeyring keyring;
+        Environment::setServerOverride(server->baseURL());
+        LaunchOptions options;
+        options.tokenFile = tokenFileFor(*server, dir, QStringLiteral("unlocker"));
+        options.secrets = &keyring;
+        options.dataDirectory = dir.filePath(QStringLiteral("data"));
+        options.settingsFile = dir.filePath(QStringLiteral("settings.ini"));
+        options.useTray = false;
+        VelmoraApp app(options);
+        QVERIFY(await(app.start()));
+        QQuickWindow* main = app.mainWindow();
+        QVERIFY(QTest::qWaitForWindowExposed(main, 5000));
+        QTRY_VERIFY_WITH_TIMEOUT(app.store()->waitingForKeyring(), 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(Shell::textItem(main, QStringLiteral("Waiting for the keyring…")),
+                                 2000);
+        for (const QSize size : {main->minimumSize(), QSize(1400, 900)}) {
+            main->resize(size);
+            QTRY_COMPARE_WITH_TIMEOUT(main->contentItem()->size(), QSizeF(size), 2000);
+            QTest::qWait(50);
+            for (const char* name : {"brandColumn", "signInStatus"}) {
+                QQuickItem* column = nullptr;
+                for (QQuickItem* item : Shell::items(main))
+                    if (item->objectName() == QLatin1String(name))
+                        column = item;
+                QVERIFY(column);
+                if (QLatin1String(name) == QLatin1String("signInStatus"))
+                    column = column->childItems().value(0);
+                QCOMPARE(crowded(column).join(u", "), QString());
+                QVERIFY(column->mapRectToScene(column->boundingRect()).bottom() <= size.height());
+            }
+        }
+        main->resize(main->minimumSize());
+        for (const char* appearance : {"light", "dark"}) {
+            app.prefs()->setAppearanceText(QString::fromLatin1(appearance));
+            screenshot(main, QStringLiteral("sign-in-keyring-") + QLatin1String(appearance));
+        }
+        keyring.held = false;
+        QTRY_VERIFY_WITH_TIMEOUT(app.store()->hasToken(), 5000);
+        QVERIFY(!app.store()->waitingForKeyring());
     }
 };
 
