@@ -5,7 +5,8 @@ import Velmora
 
 // A day, shown as a button that opens a month calendar. Days only: what it reports is the
 // local start of the picked day. The owner sets `date` from `picked`. From the keyboard the
-// arrows move a day or a week, Page Up/Down a month, Return or Space picks, Escape closes.
+// arrows move a day or a week, Page Up/Down a month, Home/End to the month's first or last
+// day, Return or Space picks, Escape closes.
 Button {
     id: button
     property var date: null
@@ -34,8 +35,16 @@ Button {
             year = first.getFullYear()
         }
         function moveCursor(days, months) {
+            // A month on from the 31st is the next month's last day, not a day of the one after.
+            const last = new Date(cursor.getFullYear(), cursor.getMonth() + months + 1, 0).getDate()
             cursor = new Date(cursor.getFullYear(), cursor.getMonth() + months,
-                              cursor.getDate() + days)
+                              Math.min(cursor.getDate(), last) + days)
+            month = cursor.getMonth()
+            year = cursor.getFullYear()
+        }
+        function cursorToMonthEdge(end) {
+            cursor = new Date(cursor.getFullYear(), cursor.getMonth() + (end ? 1 : 0),
+                              end ? 0 : 1)
             month = cursor.getMonth()
             year = cursor.getFullYear()
         }
@@ -76,6 +85,8 @@ Button {
                                 [Qt.Key_PageUp]: [0, -1], [Qt.Key_PageDown]: [0, 1] }
                 if (steps[event.key]) {
                     calendar.moveCursor(steps[event.key][0], steps[event.key][1])
+                } else if (event.key === Qt.Key_Home || event.key === Qt.Key_End) {
+                    calendar.cursorToMonthEdge(event.key === Qt.Key_End)
                 } else if (event.key === Qt.Key_Return || event.key === Qt.Key_Enter
                            || event.key === Qt.Key_Space) {
                     calendar.pick(calendar.cursor)

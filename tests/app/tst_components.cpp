@@ -264,6 +264,50 @@ private Q_SLOTS:
         QCOMPARE(remove.count(), 1);
     }
 
+    // The date picker from the keyboard, opened on 31 March 2026: the day the keys end on,
+    // the day picked (none: null) and whether the calendar is still open.
+    void datePickerKeys_data() {
+        QTest::addColumn<QList<int>>("keys");
+        QTest::addColumn<QDate>("cursor");
+        QTest::addColumn<QDate>("picked");
+        QTest::addColumn<bool>("open");
+        const auto row = [](const char* name, QList<int> keys, QDate cursor, QDate picked = {}) {
+            QTest::newRow(name) << keys << cursor << picked << !picked.isValid();
+        };
+        row("left", {Qt::Key_Left}, QDate(2026, 3, 30));
+        row("right, into April", {Qt::Key_Right}, QDate(2026, 4, 1));
+        row("up a week", {Qt::Key_Up}, QDate(2026, 3, 24));
+        row("down a week", {Qt::Key_Down}, QDate(2026, 4, 7));
+        row("page up: February's last day", {Qt::Key_PageUp}, QDate(2026, 2, 28));
+        row("page down: April's last day", {Qt::Key_PageDown}, QDate(2026, 4, 30));
+        row("home", {Qt::Key_Home}, QDate(2026, 3, 1));
+        row("home, end", {Qt::Key_Home, Qt::Key_End}, QDate(2026, 3, 31));
+        row("return picks", {Qt::Key_Right, Qt::Key_Return}, QDate(2026, 4, 1), QDate(2026, 4, 1));
+        row("enter picks", {Qt::Key_Enter}, QDate(2026, 3, 31), QDate(2026, 3, 31));
+        row("space picks", {Qt::Key_Left, Qt::Key_Space}, QDate(2026, 3, 30), QDate(2026, 3, 30));
+        QTest::newRow("escape closes")
+            << QList<int>{Qt::Key_Left, Qt::Key_Escape} << QDate(2026, 3, 30) << QDate() << false;
+    }
+    void datePickerKeys() {
+        QFETCH(QList<int>, keys);
+        QFETCH(QDate, cursor);
+        QFETCH(QDate, picked);
+        QFETCH(bool, open);
+        QQuickItem* button =
+            make(QStringLiteral("DateButton.qml"),
+                 {{"title", "Due"}, {"date", QDateTime(QDate(2026, 3, 31), QTime(0, 0))}});
+        auto* calendar = button->findChild<QObject*>(QStringLiteral("calendar"));
+        QVERIFY(calendar);
+        QSignalSpy pickedSpy(button, SIGNAL(picked(QVariant)));
+        QTest::mouseClick(m_host.get(), Qt::LeftButton, {}, centreOf(button));
+        QTRY_VERIFY_WITH_TIMEOUT(calendar->property("opened").toBool(), 2000);
+        for (const int key : keys)
+            QTest::keyClick(m_host.get(), Qt::Key(key));
+        QCOMPARE(calendar->property("cursor").toDateTime().date(), cursor);
+        QCOMPARE(pickedSpy.size() ? pickedSpy.at(0).at(0).toDateTime().date() : QDate(), picked);
+        QTRY_COMPARE_WITH_TIMEOUT(calendar->property("visible").toBool(), open, 2000);
+    }
+
     // Everything side by side in both schemes, for a person to look at.
     void screenshots() {
         const QString dir = qEnvironmentVariable("VELMORA_SCREENSHOT_DIR");
