@@ -1399,6 +1399,47 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(app.store()->hasToken(), 5000);
         QVERIFY(!app.store()->waitingForKeyring());
     }
+
+    // Return or F2 on the selected row, with the pane shown or hidden: the pane shows that
+    // task with the keys in its title, the whole title selected for F2 alone.
+    void rowKeysOpenTheTitle_data() {
+        QTest::addColumn<int>("key");
+        QTest::addColumn<bool>("paneOpen");
+        QTest::addColumn<QString>("selected");
+        QTest::newRow("Return") << int(Qt::Key_Return) << true << "";
+        QTest::newRow("Enter, pane hidden") << int(Qt::Key_Enter) << false << "";
+        QTest::newRow("F2") << int(Qt::Key_F2) << true << "Second";
+        QTest::newRow("F2, pane hidden") << int(Qt::Key_F2) << false << "Second";
+    }
+    void rowKeysOpenTheTitle() {
+        QFETCH(int, key);
+        QFETCH(bool, paneOpen);
+        QTemporaryDir tokens;
+        const QString user = QStringLiteral("rowkeys-") + QString::number(key) +
+                             (paneOpen ? QStringLiteral("-open") : QStringLiteral("-hidden"));
+        Shell shell(*server, tokenFileFor(*server, tokens, user));
+        Store* store = shell.app->store();
+        QTRY_VERIFY_WITH_TIMEOUT(store->hasToken(), 10000);
+        for (const char* title : {"First", "Second"})
+            QVERIFY(await(store->add(QString::fromUtf8(title), {}, {}, Section::action, {},
+                                     Priority::medium, {}, LocalID::make())));
+        QQuickWindow* main = shell.app->mainWindow();
+        QVERIFY(QTest::qWaitForWindowExposed(main, 5000));
+        QTRY_VERIFY_WITH_TIMEOUT(Shell::textItem(main, QStringLiteral("Second")), 5000);
+        store->setSelection(store->document().items.last().id);
+        shell.app->mainModel()->setPaneOpen(paneOpen);
+        QQuickItem* list = shell.find(main, QStringLiteral("itemList"));
+        list->forceActiveFocus();
+        QTRY_VERIFY_WITH_TIMEOUT(list->hasActiveFocus(), 2000);
+        QTest::keyClick(main, Qt::Key(key));
+        QVERIFY(shell.app->mainModel()->paneOpen());
+        QQuickItem* title = nullptr;
+        QTRY_VERIFY_WITH_TIMEOUT((title = Shell::named(main, QStringLiteral("titleField"))) &&
+                                     title->hasActiveFocus(),
+                                 2000);
+        QCOMPARE(title->property("text").toString(), QStringLiteral("Second"));
+        QTEST(title->property("selectedText").toString(), "selected");
+    }
 };
 
 QTEST_MAIN(TestShell)
