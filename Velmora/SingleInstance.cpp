@@ -6,6 +6,7 @@
 #include <QEventLoop>
 #include <QLocalSocket>
 #include <QPointer>
+#include <QRegularExpression>
 #include <QStandardPaths>
 #include <QTimer>
 #include <QtEndian>
@@ -215,3 +216,53 @@ int SingleInstance::sendToEveryPrimary(const QStringList& keys, const QStringLis
     }
     return delivered;
 }
+
+namespace Handover {
+
+namespace {
+
+const QLatin1String tokenOption("--activation-token=");
+const QLatin1String startupIdOption("--startup-id=");
+
+bool plain(const QString& text) {
+    static const QRegularExpression pattern(QStringLiteral("^[!-~]{1,256}$"));
+    return pattern.match(text).hasMatch();
+}
+
+} // namespace
+
+Activation fromEnvironment() {
+    return {qEnvironmentVariable("XDG_ACTIVATION_TOKEN"),
+            qEnvironmentVariable("DESKTOP_STARTUP_ID")};
+}
+
+QStringList withActivation(QStringList arguments, const Activation& activation) {
+    if (!activation.token.isEmpty())
+        arguments << tokenOption + activation.token;
+    if (!activation.startupId.isEmpty())
+        arguments << startupIdOption + activation.startupId;
+    return arguments;
+}
+
+Activation activationOf(const QStringList& arguments) {
+    Activation out;
+    for (const QString& argument : arguments) {
+        for (const auto& [option, field] :
+             {std::pair{tokenOption, &out.token}, std::pair{startupIdOption, &out.startupId}})
+            if (argument.startsWith(option) && plain(argument.mid(option.size())))
+                *field = argument.mid(option.size());
+    }
+    return out;
+}
+
+std::optional<quint32> startupTime(const QString& startupId) {
+    static const QRegularExpression pattern(QStringLiteral("_TIME([0-9]{1,10})$"));
+    const auto match = pattern.match(startupId);
+    bool ok = false;
+    const qulonglong time = match.captured(1).toULongLong(&ok);
+    if (!match.hasMatch() || !ok || time > 0xFFFFFFFFull)
+        return std::nullopt;
+    return quint32(time);
+}
+
+} // namespace Handover

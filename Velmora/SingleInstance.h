@@ -7,6 +7,7 @@
 #include <QStringList>
 
 #include <memory>
+#include <optional>
 
 // One running app per user and server: a lock file in $XDG_RUNTIME_DIR decides the primary,
 // which listens on a local socket; a later process hands its arguments over and exits.
@@ -45,3 +46,26 @@ private:
     std::unique_ptr<QLockFile> m_lock;
     std::unique_ptr<QLocalServer> m_server;
 };
+
+// What a later launch hands over besides its arguments: the desktop's leave to front a
+// window. On Wayland that is the launcher's XDG_ACTIVATION_TOKEN; on X11 the startup
+// notification's DESKTOP_STARTUP_ID, which Qt's X11 connection takes out of the environment
+// as it opens, so a launch reads both before its QApplication exists.
+namespace Handover {
+
+struct Activation {
+    QString token;     // XDG_ACTIVATION_TOKEN
+    QString startupId; // DESKTOP_STARTUP_ID
+    bool operator==(const Activation&) const = default;
+};
+
+Activation fromEnvironment();
+// The arguments with the activation added as --activation-token= and --startup-id=.
+QStringList withActivation(QStringList arguments, const Activation& activation);
+// Back from the arguments of another process: only plain printable ASCII of up to 256
+// characters counts, anything else is dropped.
+Activation activationOf(const QStringList& arguments);
+// The X server time of the launch, which a startup id carries as "..._TIME<n>".
+std::optional<quint32> startupTime(const QString& startupId);
+
+} // namespace Handover

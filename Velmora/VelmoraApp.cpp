@@ -1,5 +1,6 @@
 #include "VelmoraApp.h"
 
+#include "StartupNotice.h"
 #include "TaskbarHint.h"
 
 #include "AppEnvironment.h"
@@ -14,6 +15,7 @@
 #include "RulesViewModel.h"
 #include "ScheduleSettingsModel.h"
 #include "SignIn.h"
+#include "SingleInstance.h"
 #include "Tray.h"
 #include "TunePanelModel.h"
 #include "VelmoraConfig.h"
@@ -23,7 +25,6 @@
 #include <QGuiApplication>
 #include <QQmlContext>
 #include <QQuickStyle>
-#include <QRegularExpression>
 #include <QStandardPaths>
 #include <QtQml>
 
@@ -296,15 +297,15 @@ void VelmoraApp::openSettings() {
 
 void VelmoraApp::activate(const QStringList& arguments) {
     // The launcher's activation token lets a Wayland desktop front the window; Qt spends
-    // it on the next activation. It comes from another process: only a plain token counts.
-    static const QRegularExpression plainToken(QStringLiteral("^[!-~]{1,256}$"));
-    for (const QString& argument : arguments)
-        if (argument.startsWith(QLatin1String("--activation-token=")))
-            if (const QString token = argument.section(QLatin1Char('='), 1);
-                plainToken.match(token).hasMatch())
-                qputenv("XDG_ACTIVATION_TOKEN", token.toLatin1());
+    // it on the next activation. On X11 the launch's startup id does, once the window
+    // carries it.
+    const Handover::Activation activation = Handover::activationOf(arguments);
+    if (!activation.token.isEmpty())
+        qputenv("XDG_ACTIVATION_TOKEN", activation.token.toLatin1());
     openLinks(arguments);
     openMainWindow();
+    if (!activation.startupId.isEmpty())
+        StartupNotice::finish(m_mainWindow, activation.startupId);
     runCommand(arguments);
 }
 

@@ -39,7 +39,12 @@ int main(int argc, char* argv[]) {
                                        QStringLiteral("Passed on from a later launch."),
                                        QStringLiteral("TOKEN"));
     activationToken.setFlags(QCommandLineOption::HiddenFromHelp);
-    parser.addOptions({server, tokenFile, autostart, newTask, smartAdd, activationToken});
+    QCommandLineOption startupId(QStringLiteral("startup-id"),
+                                 QStringLiteral("Passed on from a later launch."),
+                                 QStringLiteral("ID"));
+    startupId.setFlags(QCommandLineOption::HiddenFromHelp);
+    parser.addOptions(
+        {server, tokenFile, autostart, newTask, smartAdd, activationToken, startupId});
 
     // A refused --server is reported before any window system is touched.
     if (parser.parse(arguments) && parser.isSet(server)) {
@@ -51,6 +56,8 @@ int main(int argc, char* argv[]) {
         Environment::setServerOverride(override.url);
     }
 
+    // Qt's X11 connection takes DESKTOP_STARTUP_ID out of the environment as it opens.
+    const Handover::Activation activation = Handover::fromEnvironment();
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Velmora"));
     QApplication::setOrganizationName(QStringLiteral("Velmora"));
@@ -74,12 +81,7 @@ int main(int argc, char* argv[]) {
     SingleInstance instance(Environment::activeKeychainService());
     if (!instance.claim()) {
         // The desktop gave this launch the right to raise a window: it goes to the primary.
-        for (const char* name : {"XDG_ACTIVATION_TOKEN", "DESKTOP_STARTUP_ID"})
-            if (const QString token = qEnvironmentVariable(name); !token.isEmpty()) {
-                arguments << QStringLiteral("--activation-token=") + token;
-                break;
-            }
-        if (instance.sendToPrimary(arguments))
+        if (instance.sendToPrimary(Handover::withActivation(arguments, activation)))
             return 0;
         std::fprintf(stderr, "Velmora is already running but did not answer.\n");
         return 1;

@@ -279,6 +279,61 @@ private Q_SLOTS:
         QCOMPARE(activated.count(), 1);
     }
 
+    // A later launch's leave to front a window, from its environment across the channel:
+    // what the primary reads back, and the launch's X server time.
+    void activationCrossesTheChannel_data() {
+        QTest::addColumn<QString>("token");
+        QTest::addColumn<QString>("startupId");
+        QTest::addColumn<QString>("readToken");
+        QTest::addColumn<QString>("readStartupId");
+        QTest::addColumn<qint64>("time"); // -1: none
+        const QString x11 = QStringLiteral("xfce4-panel/velmora/1234-0-host_TIME4123456789");
+        QTest::newRow("Wayland") << "a1-b2"
+                                 << ""
+                                 << "a1-b2"
+                                 << "" << qint64(-1);
+        QTest::newRow("X11") << "" << x11 << "" << x11 << qint64(4123456789);
+        QTest::newRow("both") << "a1-b2" << x11 << "a1-b2" << x11 << qint64(4123456789);
+        QTest::newRow("X11, no time") << ""
+                                      << "kde-42"
+                                      << ""
+                                      << "kde-42" << qint64(-1);
+        QTest::newRow("time past 32 bits") << ""
+                                           << "x_TIME4294967296"
+                                           << ""
+                                           << "x_TIME4294967296" << qint64(-1);
+        QTest::newRow("not plain") << "a b"
+                                   << "c\td\u00e9"
+                                   << ""
+                                   << "" << qint64(-1);
+        QTest::newRow("too long") << QString(257, u'x') << ""
+                                  << ""
+                                  << "" << qint64(-1);
+    }
+    void activationCrossesTheChannel() {
+        QFETCH(QString, token);
+        QFETCH(QString, startupId);
+        QTemporaryDir dir;
+        SingleInstance primary(QStringLiteral("org.velmora.app"), dir.path());
+        QVERIFY(primary.claim());
+        QSignalSpy activated(&primary, &SingleInstance::activated);
+        qputenv("XDG_ACTIVATION_TOKEN", token.toUtf8());
+        qputenv("DESKTOP_STARTUP_ID", startupId.toUtf8());
+        const Handover::Activation launch = Handover::fromEnvironment();
+        qunsetenv("XDG_ACTIVATION_TOKEN");
+        qunsetenv("DESKTOP_STARTUP_ID");
+        SingleInstance later(QStringLiteral("org.velmora.app"), dir.path());
+        QVERIFY(later.sendToPrimary(Handover::withActivation({QStringLiteral("velmora")}, launch),
+                                    10000));
+        QCOMPARE(activated.count(), 1);
+        const Handover::Activation read =
+            Handover::activationOf(activated.first().first().toStringList());
+        QTEST(read.token, "readToken");
+        QTEST(read.startupId, "readStartupId");
+        const auto time = Handover::startupTime(startupId);
+        QTEST(time ? qint64(*time) : -1, "time");
+    }
+
     // A chosen scheme holds whatever the desktop prefers; "system" follows it.
     void appearance() {
         for (const bool desktopDark : {false, true}) {
