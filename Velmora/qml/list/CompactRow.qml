@@ -61,6 +61,11 @@ ItemDelegate {
                 maximumLineCount: 1
                 color: row.done ? Style.secondaryText : Style.text
                 Layout.fillWidth: true
+                // A title cut short shows whole over the row.
+                HoverHandler { id: titleHover }
+                ToolTip.visible: truncated && titleHover.hovered
+                ToolTip.delay: 800
+                ToolTip.text: text
             }
             Label {
                 visible: row.source.length > 0

@@ -48,6 +48,11 @@ ColumnLayout {
                     elide: Text.ElideRight
                     text: row.entry.title
                     textFormat: Text.PlainText
+                    // A title cut short shows whole over the row.
+                    HoverHandler { id: titleHover }
+                    ToolTip.visible: truncated && titleHover.hovered
+                    ToolTip.delay: 800
+                    ToolTip.text: text
                 }
                 Label {
                     Layout.fillWidth: true
