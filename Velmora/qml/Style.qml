@@ -60,6 +60,9 @@ QtObject {
     // Fusion draws the rims of switches and radio buttons from the window colour, which
     // vanishes on the dark scheme; those controls take this one instead.
     readonly property color controlFrame: dark ? "#a3a9b2" : window
+    // A switch's knob, which Fusion fills with the button colour: on the dark scheme that is
+    // the track's own grey, so an "off" switch showed no knob at all.
+    readonly property color switchKnob: dark ? "#6d737d" : raised
     readonly property color chipHover: dark ? "#343841" : "#e1dfd9"
     readonly property color chipText: text
     readonly property color chipCount: secondaryText

@@ -18,6 +18,7 @@ RowLayout {
 
     Switch {
         id: toggle
+        palette.button: Style.switchKnob
         palette.window: Style.controlFrame
         text: row.showsTitle ? row.title : ""
         leftPadding: 0

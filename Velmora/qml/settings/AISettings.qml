@@ -68,6 +68,8 @@ ColumnLayout {
     }
     Switch {
         objectName: "dailyBriefing"
+        palette.window: Style.controlFrame
+        palette.button: Style.switchKnob
         text: "Daily briefing"
         Accessible.name: text
         enabled: schedule.hour >= 0
@@ -85,6 +87,8 @@ ColumnLayout {
 
     Switch {
         objectName: "urgentAgentAlerts"
+        palette.window: Style.controlFrame
+        palette.button: Style.switchKnob
         text: "Urgent tasks from agents"
         Accessible.name: text
         checked: prefs.urgentAgentAlerts

@@ -9,6 +9,7 @@ ColumnLayout {
 
     Switch {
         objectName: "launchAtLogin"
+        palette.button: Style.switchKnob
         text: "Open at login"
         Accessible.name: text
         palette.window: Style.controlFrame
@@ -18,6 +19,7 @@ ColumnLayout {
 
     Switch {
         objectName: "showInDock"
+        palette.button: Style.switchKnob
         text: "Show in taskbar"
         Accessible.name: text
         checked: prefs.showInDock
@@ -53,6 +55,7 @@ ColumnLayout {
 
     Switch {
         objectName: "dailyReminder"
+        palette.button: Style.switchKnob
         text: "Daily reminder"
         Accessible.name: text
         palette.window: Style.controlFrame
