@@ -299,6 +299,10 @@ ScrollView {
                                     textFormat: Text.PlainText
                                     elide: Text.ElideRight
                                     color: Style.accent
+                                    // A title cut short shows whole over the row.
+                                    ToolTip.visible: truncated && taskRow.hovered
+                                    ToolTip.delay: 800
+                                    ToolTip.text: text
                                 }
                             }
                         }

@@ -157,6 +157,11 @@ ScrollView {
                                     text: lotRow.modelData.title
                                     textFormat: Text.PlainText
                                     elide: Text.ElideRight
+                                    // A title cut short shows whole over the row.
+                                    HoverHandler { id: lotHover }
+                                    ToolTip.visible: truncated && lotHover.hovered
+                                    ToolTip.delay: 800
+                                    ToolTip.text: text
                                 }
                                 Label {
                                     objectName: "lotStatus"
