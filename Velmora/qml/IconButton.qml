@@ -26,7 +26,12 @@ ToolButton {
     // A labelled button is named by its label; the tooltip then describes it.
     Accessible.name: text.length > 0 ? text : toolTipText
     Accessible.description: text.length > 0 ? toolTipText : ""
-    ToolTip.visible: hovered && toolTipText.length > 0
+    // A press puts the tooltip away until the pointer leaves and comes back, as desktop
+    // toolkits do: it would otherwise stand over the menu or pane the click opened.
+    property bool toolTipDismissed: false
+    onPressed: toolTipDismissed = true
+    onHoveredChanged: if (!hovered) toolTipDismissed = false
+    ToolTip.visible: hovered && !toolTipDismissed && toolTipText.length > 0
     ToolTip.delay: 600
     ToolTip.text: toolTipText
 

@@ -2,6 +2,7 @@
 #include <QDir>
 #include <QQmlComponent>
 #include <QQmlEngine>
+#include <QQmlExpression>
 #include <QQuickItem>
 #include <QQuickStyle>
 #include <QQuickWindow>
@@ -229,6 +230,25 @@ private Q_SLOTS:
 
         QTest::mouseMove(m_host.get(), QPoint(699, 199));
         QTRY_VERIFY_WITH_TIMEOUT(!shows(flagSlot), 2000);
+    }
+
+    // An icon button's tooltip comes with the pointer, goes with a press (it would stand over
+    // what the click opened), and comes back once the pointer leaves and returns.
+    void iconButtonTooltip() {
+        QQuickItem* button =
+            make(QStringLiteral("IconButton.qml"), {{"toolTipText", "Connections and Settings"}});
+        QQmlExpression shown(qmlContext(button), button, QStringLiteral("ToolTip.visible"));
+        const auto hover = [&] {
+            QTest::mouseMove(m_host.get(), QPoint(300, 150));
+            QTest::mouseMove(m_host.get(), centreOf(button));
+            QTRY_VERIFY_WITH_TIMEOUT(shown.evaluate().toBool(), 3000);
+        };
+        hover();
+        QTest::mouseClick(m_host.get(), Qt::LeftButton, {}, centreOf(button));
+        QTRY_VERIFY_WITH_TIMEOUT(!shown.evaluate().toBool(), 2000);
+        QTest::qWait(700);
+        QVERIFY(!shown.evaluate().toBool());
+        hover();
     }
 
     void contextMenu_data() {
