@@ -14,19 +14,26 @@ QString rpcName(const QByteArray& body) {
 }
 
 // A whole document in the best coding the client accepts, encoded once per version and
-// coding.
-void sendDocument(httplib::Response& res, ReplyCache& cache, qint64 user, const Reply& reply,
+// coding; gzip from blocks deflated alone, so a new version deflates only its changed ones.
+void sendDocument(httplib::Response& res, Service& service, qint64 user, const Reply& reply,
                   ContentCoding coding) {
+    ReplyCache& cache = service.documentReplies();
     QByteArray body = reply.body;
     if (coding != ContentCoding::identity) {
-        if (auto cached = cache.find(user, reply.document, coding)) {
-            body = *cached;
-        } else if (auto encoded = ReplyEncoding::encode(reply.body, coding)) {
-            cache.insert(user, reply.document, coding, *encoded);
-            body = *encoded;
-        } else {
-            coding = ContentCoding::identity;
+        std::optional<QByteArray> encoded = cache.find(user, reply.document, coding);
+        if (!encoded) {
+            if (coding == ContentCoding::gzip && reply.documentBody)
+                encoded =
+                    service.deflatedBlocks().gzip(*reply.documentBody, ReplyEncoding::gzipLevel);
+            else
+                encoded = ReplyEncoding::encode(reply.body, coding);
+            if (encoded)
+                cache.insert(user, reply.document, coding, *encoded);
         }
+        if (encoded)
+            body = *encoded;
+        else
+            coding = ContentCoding::identity;
     }
     res.set_header("Vary", "Accept-Encoding");
     send(res, reply.status, body, ReplyEncoding::name(coding));
@@ -53,7 +60,7 @@ void StoreApi::install(httplib::Server& server, Service& service, FaultPlan& fau
         }
         const Reply reply = service.call(*user, body, key);
         if (reply.document)
-            sendDocument(res, service.documentReplies(), *user, reply,
+            sendDocument(res, service, *user, reply,
                          ReplyEncoding::choose(req.get_header_value("Accept-Encoding")));
         else
             send(res, reply);

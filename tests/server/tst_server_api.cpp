@@ -377,6 +377,110 @@ private Q_SLOTS:
 
     // --- the demo account through the real client ---
 
+    // Whatever route changes a list, the next load shows it, in every coding, after loads
+    // that filled the server's caches; a refused change shows nothing of itself.
+    void routesChangeWhatLoadsSee_data() {
+        QTest::addColumn<QString>("route");
+        QTest::addColumn<QString>("title"); // in the list after the change; "" for none
+        QTest::addColumn<QString>("gone");  // in it no more
+        QTest::newRow("api/store edit") << "edit"
+                                        << "Renamed"
+                                        << "Kept";
+        QTest::newRow("api/store refused edit") << "refused"
+                                                << "Kept"
+                                                << "";
+        QTest::newRow("api/store add") << "add"
+                                       << "Added"
+                                       << "";
+        QTest::newRow("agent tool") << "mcp"
+                                    << "From the agent"
+                                    << "";
+        QTest::newRow("admin replace") << "replace"
+                                       << "Replaced"
+                                       << "Kept";
+        QTest::newRow("proposal accepted") << "proposal"
+                                           << "Proposed"
+                                           << "";
+        QTest::newRow("account deleted, id given again") << "delete"
+                                                         << ""
+                                                         << "Kept";
+    }
+    void routesChangeWhatLoadsSee() {
+        QFETCH(QString, route);
+        QFETCH(QString, title);
+        QFETCH(QString, gone);
+        const QString id = addItem(token, "{\"title\":\"Kept\",\"section\":\"action\"}");
+        const auto titles = [&](const QString& who, const char* coding) {
+            const auto reply = server->call(who, QStringLiteral("load"), {},
+                                            {{"Accept-Encoding", QByteArray(coding)}});
+            const JsonValue loaded = result(reply);
+            QStringList out;
+            for (const JsonValue& item : loaded.find(u"items")->toArray())
+                out << item.find(u"title")->toString();
+            return out;
+        };
+        for (const char* coding : {"identity", "gzip", "br"})
+            QCOMPARE(titles(token, coding), QStringList{QStringLiteral("Kept")});
+        QString reader = token;
+        if (route == u"edit") {
+            QCOMPARE(server
+                         ->call(token, QStringLiteral("updateItem"),
+                                {id, json(R"({"title":"Renamed"})")})
+                         .status,
+                     200);
+        } else if (route == u"refused") {
+            QCOMPARE(
+                server->call(token, QStringLiteral("updateItem"), {id, json(R"({"title":" "})")})
+                    .status,
+                400);
+            QCOMPARE(server
+                         ->call(token, QStringLiteral("updateItem"),
+                                {QStringLiteral("nope"), json(R"({"title":"x"})")})
+                         .status,
+                     404);
+        } else if (route == u"add") {
+            addItem(token, "{\"title\":\"Added\",\"section\":\"action\"}");
+        } else if (route == u"mcp") {
+            const QByteArray call = R"({"jsonrpc":"2.0","id":1,"method":"tools/call","params":)"
+                                    R"({"name":"add_item","arguments":{"title":"From the agent",)"
+                                    R"("section":"action","initiated":"human"}}})";
+            QCOMPARE(server
+                         ->request("POST", "/mcp", call,
+                                   {{"Authorization", "Bearer " + token.toUtf8()},
+                                    {"Accept", "application/json, text/event-stream"}})
+                         .status,
+                     200);
+        } else if (route == u"replace") {
+            WireDocument document = server->document(user).document;
+            document.items[0].title = QStringLiteral("Replaced");
+            server->replaceDocument(user, document);
+        } else if (route == u"proposal") {
+            const QString at = server->createProposal(
+                user, json(R"({"deltas":[{"kind":"add","item":{"title":"Proposed",)"
+                           R"("section":"action","channel":"self","priority":"low","links":[]}}]})"));
+            QCOMPARE(
+                server
+                    ->call(token, QStringLiteral("resolveProposal"),
+                           {JsonValue::object({{QStringLiteral("created_at"), at},
+                                               {QStringLiteral("accepted"), JsonValue::Array{0}}})})
+                    .status,
+                200);
+        } else if (route == u"delete") {
+            QCOMPARE(server
+                         ->request("POST", "/api/account/delete", "{}",
+                                   {{"Authorization", "Bearer " + token.toUtf8()}})
+                         .status,
+                     200);
+            // The newest user's id is free again: SQLite gives it to the next one.
+            reader = newUser();
+        }
+        for (const char* coding : {"identity", "gzip", "br"}) {
+            const QStringList seen = titles(reader, coding);
+            QVERIFY2(title.isEmpty() || seen.contains(title), qPrintable(seen.join(u',')));
+            QVERIFY2(gone.isEmpty() || !seen.contains(gone), qPrintable(seen.join(u',')));
+        }
+    }
+
     void demoDocumentLoads() {
         QCOMPARE(QFile::permissions(server->demoTokenFile()) &
                      ~(QFile::ReadUser | QFile::WriteUser | QFile::ReadOwner | QFile::WriteOwner),
