@@ -25,9 +25,11 @@
 #include <ctime>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdio>
 #include <cstring>
 #include <functional>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -211,6 +213,73 @@ void serverFigures(int items, int rounds) {
                 items, write, reply.status);
 }
 
+// Writes a second with `clients` clients editing one list at once, each on its own
+// keep-alive connection: wall time, since what it measures is the server's throughput.
+double writeRate(int items, int clients, double seconds) {
+    Account account;
+    fill(account, items);
+    ServerProcess server(ServerProcess::Options{account.database, false});
+    std::atomic<int> writes{0}, failures{0};
+    std::atomic<bool> stop{false};
+    std::vector<std::thread> threads;
+    QElapsedTimer timer;
+    timer.start();
+    for (int c = 0; c < clients; ++c)
+        threads.emplace_back([&, c] {
+            httplib::Client client("127.0.0.1", server.port());
+            client.set_keep_alive(true);
+            client.set_read_timeout(60);
+            for (int i = 0; !stop; ++i) {
+                const JsonValue::Array args{
+                    account.ids.value((c * 997 + i * 31) % account.ids.size()),
+                    JsonValue::object(
+                        {{QStringLiteral("title"), QStringLiteral("Edit %1 %2").arg(c).arg(i)}})};
+                const HttpReply reply =
+                    post(client, account, rpc(QStringLiteral("updateItem"), args));
+                (reply.status == 200 ? writes : failures) += 1;
+            }
+        });
+    while (timer.elapsed() < qint64(seconds * 1000))
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    stop = true;
+    for (std::thread& thread : threads)
+        thread.join();
+    const double rate = writes / (double(timer.nsecsElapsed()) / 1e9);
+    std::printf("%6d items  writes/s, %d clients at once:   %9.0f  (%d writes, %d refused)\n",
+                items, clients, rate, int(writes), int(failures));
+    return rate;
+}
+
+// One edit as the app makes it: the write, then the reload that follows it, the reply in
+// gzip and decoded as the app's network stack does. Wall time, median of `rounds`.
+void editRoundTrip(int items, int rounds) {
+    Account account;
+    fill(account, items);
+    ServerProcess server(ServerProcess::Options{account.database, false});
+    httplib::Client client("127.0.0.1", server.port());
+    client.set_keep_alive(true);
+    client.set_read_timeout(120);
+    client.set_decompress(true);
+    const QByteArray load = rpc(QStringLiteral("load"));
+    post(client, account, load); // the first load of a fresh server, not an edit's
+    std::vector<double> samples;
+    HttpReply reply;
+    for (int i = 0; i < rounds; ++i) {
+        const JsonValue::Array args{
+            account.ids.value((i * 37) % account.ids.size()),
+            JsonValue::object({{QStringLiteral("title"), QStringLiteral("Round %1").arg(i)}})};
+        QElapsedTimer timer;
+        timer.start();
+        post(client, account, rpc(QStringLiteral("updateItem"), args));
+        reply = post(client, account, load);
+        samples.push_back(double(timer.nsecsElapsed()) / 1e6);
+    }
+    std::printf("%6d items  one edit's round trip (write + reload): %7.2f ms wall "
+                "(min %.2f, %zu bytes decoded, status %d)\n",
+                items, median(samples), *std::min_element(samples.begin(), samples.end()),
+                reply.bytes, reply.status);
+}
+
 // Sign-in's first load: a Store with the token and no snapshot refreshes once.
 void firstLoad(int items, int rounds) {
     Account account;
@@ -261,9 +330,19 @@ int main(int argc, char** argv) {
                 encoderFigures(items, rounds);
             return 0;
         }
+        if (args.contains(QStringLiteral("--writes"))) {
+            // The sizes: a small list and one past the API's cap.
+            const double small = writeRate(100, 8, 4);
+            const double large = writeRate(12000, 8, 4);
+            std::printf("         12,000 items write at %.0f %% of 100 items' rate\n",
+                        100 * large / small);
+            return 0;
+        }
         for (const int items : sizes)
             serverFigures(items, rounds);
-        firstLoad(sizes.contains(10000) ? 10000 : sizes.constLast(), rounds);
+        const int typical = sizes.contains(10000) ? 10000 : sizes.constLast();
+        editRoundTrip(typical, std::max(rounds, 9));
+        firstLoad(typical, rounds);
     } catch (const std::exception& error) {
         std::printf("failed: %s\n", error.what());
         return 1;
