@@ -456,8 +456,9 @@ private Q_SLOTS:
             server->replaceDocument(user, document);
         } else if (route == u"proposal") {
             const QString at = server->createProposal(
-                user, json(R"({"deltas":[{"kind":"add","item":{"title":"Proposed",)"
-                           R"("section":"action","channel":"self","priority":"low","links":[]}}]})"));
+                user,
+                json(R"({"deltas":[{"kind":"add","item":{"title":"Proposed",)"
+                     R"("section":"action","channel":"self","priority":"low","links":[]}}]})"));
             QCOMPARE(
                 server
                     ->call(token, QStringLiteral("resolveProposal"),
