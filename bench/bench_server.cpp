@@ -262,9 +262,12 @@ void editRoundTrip(int items, int rounds) {
     client.set_decompress(true);
     const QByteArray load = rpc(QStringLiteral("load"));
     post(client, account, load); // the first load of a fresh server, not an edit's
-    std::vector<double> samples;
+    const qint64 pid = serverPid(account.database);
+    std::vector<double> samples, own, served;
     HttpReply reply;
     for (int i = 0; i < rounds; ++i) {
+        const double cpu = ownCpuMs();
+        const double serverStart = processCpuMs(pid);
         const JsonValue::Array args{
             account.ids.value((i * 37) % account.ids.size()),
             JsonValue::object({{QStringLiteral("title"), QStringLiteral("Round %1").arg(i)}})};
@@ -273,11 +276,14 @@ void editRoundTrip(int items, int rounds) {
         post(client, account, rpc(QStringLiteral("updateItem"), args));
         reply = post(client, account, load);
         samples.push_back(double(timer.nsecsElapsed()) / 1e6);
+        own.push_back(ownCpuMs() - cpu);
+        served.push_back(processCpuMs(pid) - serverStart);
     }
     std::printf("%6d items  one edit's round trip (write + reload): %7.2f ms wall "
-                "(min %.2f, %zu bytes decoded, status %d)\n",
+                "(min %.2f), client CPU %.2f ms, server CPU %.2f ms (%zu bytes decoded, "
+                "status %d)\n",
                 items, median(samples), *std::min_element(samples.begin(), samples.end()),
-                reply.bytes, reply.status);
+                median(own), median(served), reply.bytes, reply.status);
 }
 
 // Sign-in's first load: a Store with the token and no snapshot refreshes once.

@@ -4,6 +4,8 @@
 
 #include <zlib.h>
 
+#include <atomic>
+
 namespace {
 
 // A block ends after an item whose id says so, once it holds this much; blocks stay near
@@ -23,13 +25,67 @@ bool endsBlock(const QString& id) {
     return (hash & 63u) == 0;
 }
 
-void cut(DocumentBody& body) {
-    const qsizetype end = body.json.size();
-    if (body.cuts.empty() ? end > 0 : end > body.cuts.back())
-        body.cuts.push_back(end);
-}
+// Stamps name item texts across all users: a signature must never match another text's.
+std::atomic<quint64> nextStamp{1};
 
 } // namespace
+
+// A block as it is written: its signature, and the texts it joins, which stay put until
+// the block ends (fragments are reserved up front, literals outlive the write).
+struct DocumentWriter::Pending {
+    QByteArray signature;
+    std::vector<const QByteArray*> parts;
+    qsizetype size = 0;
+
+    void literal(const QByteArray& text) {
+        signature += 'T' + QByteArray::number(text.size()) + ':' + text;
+        add(text);
+    }
+    // The comma between two items: always the same text, so one letter names it.
+    void comma() {
+        static const QByteArray text = QByteArrayLiteral(",");
+        signature += 'C';
+        add(text);
+    }
+    void fragment(const QByteArray& json, quint64 stamp) {
+        signature += 'F';
+        signature.append(reinterpret_cast<const char*>(&stamp), sizeof stamp);
+        add(json);
+    }
+    void add(const QByteArray& text) {
+        parts.push_back(&text);
+        size += text.size();
+    }
+};
+
+void DocumentWriter::endBlock(DocumentBody& body, Pending& pending) {
+    if (pending.parts.empty())
+        return;
+    auto block = m_blocks.value(pending.signature);
+    if (!block) {
+        auto made = std::make_shared<DocumentBody::Block>();
+        made->signature = pending.signature;
+        made->bytes.reserve(pending.size);
+        for (const QByteArray* part : pending.parts)
+            made->bytes += *part;
+        block = std::move(made);
+    }
+    body.size += block->bytes.size();
+    m_nextBlocks.insert(block->signature, block);
+    body.blocks.push_back(std::move(block));
+    pending = Pending{};
+}
+
+QByteArray DocumentBody::json() const {
+    std::call_once(m_joined, [this] {
+        QByteArray out;
+        out.reserve(size);
+        for (const auto& block : blocks)
+            out += block->bytes;
+        m_json = std::move(out);
+    });
+    return m_json;
+}
 
 std::shared_ptr<const DocumentBody> DocumentWriter::write(const UserState& state) {
     if (m_last && m_last->version == state.version)
@@ -45,44 +101,50 @@ std::shared_ptr<const DocumentBody> DocumentWriter::write(const UserState& state
     if (at < 0)
         throw std::runtime_error("the document's JSON has no item list");
     const qsizetype split = at + slot.size() - 1;
+    const QByteArray head = "{\"result\":" + shellJson.left(split);
+    const QByteArray tail =
+        shellJson.mid(split) + ",\"version\":" + QByteArray::number(state.version) + '}';
 
     auto body = std::make_shared<DocumentBody>();
     body->version = state.version;
-    QByteArray& json = body->json;
-    json.reserve((m_last ? m_last->json.size() : items.size() * 512) + shellJson.size() + 64);
-    json += "{\"result\":";
-    json.append(shellJson.constData(), split);
-    cut(*body);
+    m_nextBlocks.clear();
+    Pending pending;
+    pending.literal(head);
+    endBlock(*body, pending);
 
-    qsizetype blockStart = json.size();
+    // Each item's JSON from the last reply, looked for at its old position first, then
+    // by its id when items were added or removed before it.
+    std::vector<Fragment> last = std::move(m_fragments);
+    m_fragments.clear();
+    m_fragments.reserve(std::size_t(items.size()));
+    QHash<QString, std::size_t> byId;
     for (qsizetype i = 0; i < items.size(); ++i) {
         const WireItem& item = items[i];
-        if (i)
-            json += ',';
-        auto found = m_fragments.find(item.id);
-        if (found == m_fragments.end() || !(found->item == item))
-            found = m_fragments.insert(item.id, Fragment{item, WireJson::encode(item)});
-        json += found->json;
-        const qsizetype size = json.size() - blockStart;
-        if ((size >= blockFloor && endsBlock(item.id)) || size >= blockCeiling) {
-            cut(*body);
-            blockStart = json.size();
+        Fragment* match = nullptr;
+        if (std::size_t(i) < last.size() && last[std::size_t(i)].item.id == item.id) {
+            match = &last[std::size_t(i)];
+        } else {
+            if (byId.isEmpty())
+                for (std::size_t old = 0; old < last.size(); ++old)
+                    byId.insert(last[old].item.id, old);
+            if (const auto it = byId.constFind(item.id); it != byId.constEnd())
+                match = &last[*it];
         }
+        if (match && match->item == item)
+            m_fragments.push_back(std::move(*match));
+        else
+            m_fragments.push_back(Fragment{item, WireJson::encode(item), nextStamp++});
+        if (i)
+            pending.comma();
+        pending.fragment(m_fragments.back().json, m_fragments.back().stamp);
+        if ((pending.size >= blockFloor && endsBlock(item.id)) || pending.size >= blockCeiling)
+            endBlock(*body, pending);
     }
-    cut(*body);
-    json.append(shellJson.constData() + split, shellJson.size() - split);
-    json += ",\"version\":" + QByteArray::number(state.version) + '}';
-    cut(*body);
-
-    // Fragments of items that are gone go once they outnumber the ones still there.
-    if (m_fragments.size() > 2 * items.size() + 64) {
-        QHash<QString, Fragment> kept;
-        kept.reserve(items.size());
-        for (const WireItem& item : items)
-            if (const auto it = m_fragments.constFind(item.id); it != m_fragments.constEnd())
-                kept.insert(item.id, *it);
-        m_fragments = std::move(kept);
-    }
+    endBlock(*body, pending);
+    pending.literal(tail);
+    endBlock(*body, pending);
+    m_blocks.swap(m_nextBlocks);
+    m_nextBlocks.clear();
     m_last = std::move(body);
     return m_last;
 }
@@ -119,9 +181,9 @@ std::optional<DeflatedBlocks::Block> DeflatedBlocks::deflate(const QByteArray& r
     return block;
 }
 
-void DeflatedBlocks::keep(const QByteArray& raw, Block block) {
-    const std::size_t size = std::size_t(raw.size() + block.deflated.size());
-    if (size > m_maxBytes || m_blocks.contains(raw))
+void DeflatedBlocks::keep(const QByteArray& signature, Block block) {
+    const std::size_t size = std::size_t(signature.size() + block.deflated.size());
+    if (size > m_maxBytes || m_blocks.contains(signature))
         return;
     while (m_bytes + size > m_maxBytes && !m_uses.empty()) {
         const auto gone = m_blocks.constFind(m_uses.back());
@@ -129,48 +191,43 @@ void DeflatedBlocks::keep(const QByteArray& raw, Block block) {
         m_blocks.erase(gone);
         m_uses.pop_back();
     }
-    m_uses.push_front(raw);
+    m_uses.push_front(signature);
     block.use = m_uses.begin();
-    m_blocks.insert(raw, std::move(block));
+    m_blocks.insert(signature, std::move(block));
     m_bytes += size;
 }
 
 std::optional<QByteArray> DeflatedBlocks::gzip(const DocumentBody& body, int level) {
     // Both sizes zlib takes are 32 bits wide; a document is far below that.
-    if (body.json.size() > (qsizetype(1) << 30))
+    if (body.size > (qsizetype(1) << 30))
         return std::nullopt;
     // Magic, deflate, no flags, no time, no extra flags, OS unknown.
     static const char header[] = {'\x1f', '\x8b', '\x08', 0, 0, 0, 0, 0, 0, '\xff'};
     QByteArray out(header, sizeof header);
-    out.reserve(body.json.size() / 4 + 64);
+    out.reserve(body.size / 4 + 64);
     uLong crc = crc32(0, nullptr, 0);
-    qsizetype from = 0;
-    for (const qsizetype to : body.cuts) {
-        const qsizetype length = to - from;
-        const auto raw = QByteArray::fromRawData(body.json.constData() + from, length);
-        from = to;
+    for (const auto& raw : body.blocks) {
         std::optional<Block> block;
         {
             std::lock_guard lock(m_mutex);
-            if (const auto it = m_blocks.find(raw); it != m_blocks.end()) {
+            if (const auto it = m_blocks.find(raw->signature); it != m_blocks.end()) {
                 m_uses.splice(m_uses.begin(), m_uses, it->use);
                 block = *it;
             }
         }
         if (!block) {
-            block = deflate(raw, level);
+            block = deflate(raw->bytes, level);
             if (!block)
                 return std::nullopt;
             std::lock_guard lock(m_mutex);
-            // The key must own its bytes: the body it came from may go first.
-            keep(QByteArray(raw.constData(), raw.size()), *block);
+            keep(raw->signature, *block);
         }
         out += block->deflated;
-        crc = crc32_combine(crc, block->crc, z_off_t(length));
+        crc = crc32_combine(crc, block->crc, z_off_t(raw->bytes.size()));
     }
     // The final block: fixed Huffman codes and nothing but its end.
     out += QByteArray("\x03\x00", 2);
-    const auto size = quint32(body.json.size());
+    const auto size = quint32(body.size);
     for (const quint32 word : {quint32(crc), size})
         for (int shift = 0; shift < 32; shift += 8)
             out += char((word >> shift) & 0xff);

@@ -13,39 +13,58 @@
 #include <optional>
 #include <vector>
 
-// A load's whole reply, `{"result": document, "version": n}`, cut into blocks of items so
+// A load's whole reply, `{"result": document, "version": n}`, held as blocks of items so
 // that a coding can treat each block alone: an edit then recodes one block, not the list.
-struct DocumentBody {
+// Immutable once written, but for the joined text, made on first use; safe to share.
+class DocumentBody {
+public:
+    struct Block {
+        // Names the block's bytes: equal signatures, equal bytes. Each item's JSON enters
+        // by a stamp given once per text, so a signature costs far less than its bytes.
+        QByteArray signature;
+        QByteArray bytes;
+    };
+
     qint64 version = 0;
-    QByteArray json;
-    // Where each block ends in `json`, ascending; the last is json.size().
-    std::vector<qsizetype> cuts;
+    // Shared with the versions before and after it where nothing in them changed.
+    std::vector<std::shared_ptr<const Block>> blocks;
+    qsizetype size = 0;
+    // The whole reply, joined.
+    QByteArray json() const;
+
+private:
+    mutable std::once_flag m_joined;
+    mutable QByteArray m_json;
 };
 
 // Writes one user's load replies. Each item's JSON is kept from the last reply and used
 // again while the item is equal to the one it was written from, so a new version costs the
-// items that changed plus a copy. Correct whatever route changed the state: reuse rests on
-// comparing items, never on being told what changed. Not thread-safe (the Service's lock).
+// items that changed. Correct whatever route changed the state: reuse rests on comparing
+// items, never on being told what changed. Not thread-safe (the Service's lock).
 class DocumentWriter {
 public:
     // The reply for `state` at its version: the last one again if the version is the same.
     std::shared_ptr<const DocumentBody> write(const UserState& state);
-    // Bytes held, for the cache's bound: the reply, and the items' JSON beside it.
-    std::size_t bytes() const { return m_last ? std::size_t(m_last->json.size()) * 2 : 0; }
 
 private:
     struct Fragment {
         WireItem item;
         QByteArray json;
+        quint64 stamp = 0;
     };
+    struct Pending;
+    void endBlock(DocumentBody& body, Pending& pending);
+
     std::shared_ptr<const DocumentBody> m_last;
-    // By item id: the item as last written, and its JSON.
-    QHash<QString, Fragment> m_fragments;
+    // By position in the last reply: each item as written, and its JSON.
+    std::vector<Fragment> m_fragments;
+    // The last reply's blocks, and the current one's as it is written.
+    QHash<QByteArray, std::shared_ptr<const DocumentBody::Block>> m_blocks, m_nextBlocks;
 };
 
-// Deflated blocks by their content, shared by every user (equal bytes deflate to equal
-// bytes, so nothing of one user's can reach another's reply). Bounded in bytes, the least
-// recently used first out. Safe to call from any thread.
+// Deflated blocks by their signatures, shared by every user (a signature names bytes, and
+// equal bytes deflate to equal bytes, so nothing of one user's can reach another's reply).
+// Bounded in bytes, the least recently used first out. Safe to call from any thread.
 class DeflatedBlocks {
 public:
     explicit DeflatedBlocks(std::size_t maxBytes);
@@ -62,8 +81,8 @@ private:
         unsigned long crc = 0;
         std::list<QByteArray>::iterator use;
     };
-    std::optional<Block> deflate(const QByteArray& raw, int level);
-    void keep(const QByteArray& raw, Block block);
+    static std::optional<Block> deflate(const QByteArray& raw, int level);
+    void keep(const QByteArray& signature, Block block);
 
     mutable std::mutex m_mutex;
     std::size_t m_maxBytes;

@@ -176,7 +176,7 @@ void Service::commit(qint64 userId, UserState&& next, const std::optional<QStrin
 }
 
 Reply Service::call(qint64 userId, const QByteArray& body,
-                    const std::optional<QString>& idempotencyKey) {
+                    const std::optional<QString>& idempotencyKey, bool joinDocument) {
     QString error;
     const auto json = JsonValue::parse(body, &error);
     if (!json)
@@ -211,7 +211,7 @@ Reply Service::call(qint64 userId, const QByteArray& body,
             // The whole document: written once per version, from the items' JSON of the
             // last one where the items are the same.
             auto body = cached.writer.write(current);
-            return Reply{200, body->json, body->version, body};
+            return Reply{200, joinDocument ? body->json() : QByteArray(), body->version, body};
         }
         if (*kind == Methods::Kind::write && name != u"resolveProposal")
             return writeInPlace(userId, name, argList, keyed ? idempotencyKey : std::nullopt);

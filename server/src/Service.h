@@ -23,7 +23,7 @@ struct Reply {
     QByteArray body;
     // The version of the whole document this reply carries (a load's); 0 for any other.
     qint64 document = 0;
-    // A load's body cut into blocks (its json is `body`), for codings that work by block.
+    // A load's body in blocks, for codings that work by block.
     std::shared_ptr<const DocumentBody> documentBody = nullptr;
 };
 
@@ -40,8 +40,11 @@ public:
     std::optional<qint64> authenticate(const QByteArray& token);
 
     // One `api/store` call from its raw body. A write with an idempotency key is applied
-    // at most once per user and key; a repeat gets the first reply.
-    Reply call(qint64 userId, const QByteArray& body, const std::optional<QString>& idempotencyKey);
+    // at most once per user and key; a repeat gets the first reply. A load's reply carries
+    // its body in blocks too (`documentBody`); without `joinDocument` its `body` is left
+    // empty, for a caller that may need only a coding made from the blocks.
+    Reply call(qint64 userId, const QByteArray& body, const std::optional<QString>& idempotencyKey,
+               bool joinDocument = true);
     Reply version(qint64 userId);
 
     // A family's read, under the lock: `work` sees the user's state and may read the

@@ -18,7 +18,11 @@ QString rpcName(const QByteArray& body) {
 void sendDocument(httplib::Response& res, Service& service, qint64 user, const Reply& reply,
                   ContentCoding coding) {
     ReplyCache& cache = service.documentReplies();
-    QByteArray body = reply.body;
+    // The joined text only when it is sent as it is or coded whole.
+    const auto joined = [&] {
+        return reply.documentBody ? reply.documentBody->json() : reply.body;
+    };
+    QByteArray body;
     if (coding != ContentCoding::identity) {
         std::optional<QByteArray> encoded = cache.find(user, reply.document, coding);
         if (!encoded) {
@@ -26,7 +30,7 @@ void sendDocument(httplib::Response& res, Service& service, qint64 user, const R
                 encoded =
                     service.deflatedBlocks().gzip(*reply.documentBody, ReplyEncoding::gzipLevel);
             else
-                encoded = ReplyEncoding::encode(reply.body, coding);
+                encoded = ReplyEncoding::encode(joined(), coding);
             if (encoded)
                 cache.insert(user, reply.document, coding, *encoded);
         }
@@ -35,6 +39,8 @@ void sendDocument(httplib::Response& res, Service& service, qint64 user, const R
         else
             coding = ContentCoding::identity;
     }
+    if (coding == ContentCoding::identity)
+        body = joined();
     res.set_header("Vary", "Accept-Encoding");
     send(res, reply.status, body, ReplyEncoding::name(coding));
 }
@@ -58,7 +64,7 @@ void StoreApi::install(httplib::Server& server, Service& service, FaultPlan& fau
                                    QStringLiteral("Idempotency-Key must hold 1 to 200 "
                                                   "characters."));
         }
-        const Reply reply = service.call(*user, body, key);
+        const Reply reply = service.call(*user, body, key, false);
         if (reply.document)
             sendDocument(res, service, *user, reply,
                          ReplyEncoding::choose(req.get_header_value("Accept-Encoding")));
