@@ -4,6 +4,7 @@
 
 #include <zlib.h>
 
+#include <algorithm>
 #include <atomic>
 
 namespace {
@@ -112,32 +113,52 @@ std::shared_ptr<const DocumentBody> DocumentWriter::write(const UserState& state
     pending.literal(head);
     endBlock(*body, pending);
 
-    // Each item's JSON from the last reply, looked for at its old position first, then
-    // by its id when items were added or removed before it.
-    std::vector<Fragment> last = std::move(m_fragments);
-    m_fragments.clear();
-    m_fragments.reserve(std::size_t(items.size()));
-    QHash<QString, std::size_t> byId;
-    for (qsizetype i = 0; i < items.size(); ++i) {
-        const WireItem& item = items[i];
-        Fragment* match = nullptr;
-        if (std::size_t(i) < last.size() && last[std::size_t(i)].item.id == item.id) {
-            match = &last[std::size_t(i)];
-        } else {
-            if (byId.isEmpty())
-                for (std::size_t old = 0; old < last.size(); ++old)
-                    byId.insert(last[old].item.id, old);
-            if (const auto it = byId.constFind(item.id); it != byId.constEnd())
-                match = &last[*it];
+    const auto fresh = [](const WireItem& item) {
+        return Fragment{item, WireJson::encode(item), nextStamp++, endsBlock(item.id)};
+    };
+    const bool told = m_told && std::size_t(items.size()) >= m_fragments.size() &&
+                      std::all_of(m_changed.begin(), m_changed.end(),
+                                  [&](qsizetype at) { return at < items.size(); });
+    if (told) {
+        // Only the items named since the last reply changed, and the list only grew.
+        for (const qsizetype at : m_changed)
+            if (std::size_t(at) < m_fragments.size())
+                m_fragments[std::size_t(at)] = fresh(items[at]);
+        for (auto at = qsizetype(m_fragments.size()); at < items.size(); ++at)
+            m_fragments.push_back(fresh(items[at]));
+    } else {
+        // Each item's JSON from the last reply, looked for at its old position first,
+        // then by its id when items were added or removed before it.
+        std::vector<Fragment> last = std::move(m_fragments);
+        m_fragments.clear();
+        m_fragments.reserve(std::size_t(items.size()));
+        QHash<QString, std::size_t> byId;
+        for (qsizetype i = 0; i < items.size(); ++i) {
+            const WireItem& item = items[i];
+            Fragment* match = nullptr;
+            if (std::size_t(i) < last.size() && last[std::size_t(i)].item.id == item.id) {
+                match = &last[std::size_t(i)];
+            } else {
+                if (byId.isEmpty())
+                    for (std::size_t old = 0; old < last.size(); ++old)
+                        byId.insert(last[old].item.id, old);
+                if (const auto it = byId.constFind(item.id); it != byId.constEnd())
+                    match = &last[*it];
+            }
+            if (match && match->item == item)
+                m_fragments.push_back(std::move(*match));
+            else
+                m_fragments.push_back(fresh(item));
         }
-        if (match && match->item == item)
-            m_fragments.push_back(std::move(*match));
-        else
-            m_fragments.push_back(Fragment{item, WireJson::encode(item), nextStamp++});
+    }
+    m_told = true;
+    m_changed.clear();
+    for (std::size_t i = 0; i < m_fragments.size(); ++i) {
+        const Fragment& fragment = m_fragments[i];
         if (i)
             pending.comma();
-        pending.fragment(m_fragments.back().json, m_fragments.back().stamp);
-        if ((pending.size >= blockFloor && endsBlock(item.id)) || pending.size >= blockCeiling)
+        pending.fragment(fragment.json, fragment.stamp);
+        if ((pending.size >= blockFloor && fragment.endsBlock) || pending.size >= blockCeiling)
             endBlock(*body, pending);
     }
     endBlock(*body, pending);

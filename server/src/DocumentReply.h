@@ -38,19 +38,26 @@ private:
 };
 
 // Writes one user's load replies. Each item's JSON is kept from the last reply and used
-// again while the item is equal to the one it was written from, so a new version costs the
-// items that changed. Correct whatever route changed the state: reuse rests on comparing
-// items, never on being told what changed. Not thread-safe (the Service's lock).
+// again, so a new version costs the items that changed. Which changed it is told by the
+// one route that changes items in place (`changed`); after any other change (`unknown`, the
+// state as first written) it compares every item with the one its JSON was written from.
+// Not thread-safe (the Service's lock).
 class DocumentWriter {
 public:
     // The reply for `state` at its version: the last one again if the version is the same.
     std::shared_ptr<const DocumentBody> write(const UserState& state);
+    // Since the last reply, the item at `position` changed or was appended, and no other
+    // item changed unless named by another call.
+    void changed(qsizetype position) { m_changed.push_back(position); }
+    // Since the last reply, the items may have changed in any way.
+    void unknown() { m_told = false; }
 
 private:
     struct Fragment {
         WireItem item;
         QByteArray json;
         quint64 stamp = 0;
+        bool endsBlock = false;
     };
     struct Pending;
     void endBlock(DocumentBody& body, Pending& pending);
@@ -58,6 +65,8 @@ private:
     std::shared_ptr<const DocumentBody> m_last;
     // By position in the last reply: each item as written, and its JSON.
     std::vector<Fragment> m_fragments;
+    bool m_told = false;
+    std::vector<qsizetype> m_changed;
     // The last reply's blocks, and the current one's as it is written.
     QHash<QByteArray, std::shared_ptr<const DocumentBody::Block>> m_blocks, m_nextBlocks;
 };

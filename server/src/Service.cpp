@@ -172,6 +172,8 @@ void Service::commit(qint64 userId, UserState&& next, const std::optional<QStrin
     }
     transaction.commit();
     current = std::move(next);
+    if (!changedItems)
+        cachedOf(userId).writer.unknown();
     adoptStaged(staged);
 }
 
@@ -266,6 +268,8 @@ Reply Service::writeInPlace(qint64 userId, const QString& name, const JsonValue:
         for (qsizetype i = appendedFrom; i < next.document.items.size(); ++i)
             changed.push_back(i);
         commit(userId, std::move(next), key, &reply, &changed);
+        for (const qsizetype at : changed)
+            cached.writer.changed(at);
         return reply;
     } catch (...) {
         QList<WireItem>& list = next.document.items;
@@ -317,8 +321,10 @@ Reply Service::transact(qint64 userId, const WriteWork& work) {
             m_storage.saveState(userId, current, next);
         }
         transaction.commit();
-        if (changed)
+        if (changed) {
             current = std::move(next);
+            cachedOf(userId).writer.unknown();
+        }
         return reply;
     } catch (const RpcError& refusal) {
         return failure(refusal.status(), refusal.message());
@@ -431,8 +437,11 @@ void Service::saveStaged(Staged& staged) {
 
 void Service::adoptStaged(Staged& staged) {
     // Each was cached when staged, and nothing leaves the cache within a call.
-    for (auto& [id, next] : staged.m_states)
-        m_cache.at(id).state = std::move(next);
+    for (auto& [id, next] : staged.m_states) {
+        Cached& cached = m_cache.at(id);
+        cached.state = std::move(next);
+        cached.writer.unknown();
+    }
     staged.m_states.clear();
 }
 

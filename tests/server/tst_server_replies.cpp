@@ -98,8 +98,15 @@ private Q_SLOTS:
         for (int round = 0; round < 4; ++round) {
             const QString title = QStringLiteral("Edited %1").arg(round);
             const JsonValue patch = JsonValue::object({{QStringLiteral("title"), title}});
-            const QString target = QStringLiteral("t%1").arg(std::array{0, 400, 799, 400}[round]);
-            QCOMPARE(server.call(token, QStringLiteral("updateItem"), {target, patch}).status, 200);
+            // Two edits between loads, and an addition.
+            for (const int at : {std::array{0, 400, 799, 400}[round], 3 * round + 1}) {
+                const QString target = QStringLiteral("t%1").arg(at);
+                QCOMPARE(server.call(token, QStringLiteral("updateItem"), {target, patch}).status,
+                         200);
+            }
+            const JsonValue added = JsonValue::object(
+                {{QStringLiteral("title"), title}, {QStringLiteral("section"), "action"}});
+            QCOMPARE(server.call(token, QStringLiteral("addItem"), {added}).status, 200);
             const auto identity = plain.Post("/api/store", auth, load, "application/json");
             QVERIFY(identity && identity->status == 200);
             QVERIFY(!identity->has_header("Content-Encoding"));
