@@ -111,7 +111,9 @@ public:
     using CrossWork = std::function<Reply(Staged& staged, Storage& storage)>;
     Reply transactAcross(const CrossWork& work);
     // Runs inside every committed change of a user's document made through `api/store` or
-    // the admin, before its transaction ends; it may stage other users' states.
+    // the admin, before its transaction ends (after an `api/store` write that changed
+    // nothing too: telling would cost a comparison of the list); it may stage other users'
+    // states.
     using Follower = std::function<void(qint64 userId, const WireDocument& after, Staged& staged,
                                         Storage& storage)>;
     void addFollower(Follower follower) { m_followers.push_back(std::move(follower)); }
