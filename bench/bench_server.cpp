@@ -286,6 +286,32 @@ void editRoundTrip(int items, int rounds) {
                 median(own), median(served), reply.bytes, reply.status);
 }
 
+// A load of a state that is not in memory (the server just started, or the user's state
+// went out of the cache): read from the database, written, and coded in gzip. In-process,
+// thread CPU time per part, median of `rounds`, each on a fresh Service.
+void coldLoad(int items, int rounds) {
+    Account account;
+    fill(account, items);
+    std::vector<double> read, written, coded;
+    for (int i = 0; i < rounds; ++i) {
+        Storage storage(account.database);
+        Service service(storage);
+        const qint64 user = *service.findUser(QStringLiteral("bench"));
+        double start = threadCpuMs();
+        service.state(QStringLiteral("bench"));
+        read.push_back(threadCpuMs() - start);
+        start = threadCpuMs();
+        const Reply reply = service.call(user, rpc(QStringLiteral("load")), std::nullopt, false);
+        written.push_back(threadCpuMs() - start);
+        start = threadCpuMs();
+        service.deflatedBlocks().gzip(*reply.documentBody, ReplyEncoding::gzipLevel);
+        coded.push_back(threadCpuMs() - start);
+    }
+    std::printf("%6d items  a load of a state not in memory: read %.2f ms, written %.2f ms, "
+                "gzip %.2f ms CPU\n",
+                items, median(read), median(written), median(coded));
+}
+
 // Sign-in's first load: a Store with the token and no snapshot refreshes once.
 void firstLoad(int items, int rounds) {
     Account account;
@@ -347,6 +373,7 @@ int main(int argc, char** argv) {
         for (const int items : sizes)
             serverFigures(items, rounds);
         const int typical = sizes.contains(10000) ? 10000 : sizes.constLast();
+        coldLoad(typical, rounds);
         editRoundTrip(typical, std::max(rounds, 9));
         firstLoad(typical, rounds);
     } catch (const std::exception& error) {
