@@ -25,9 +25,11 @@
 #include <ctime>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdio>
 #include <cstring>
 #include <functional>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -211,6 +213,105 @@ void serverFigures(int items, int rounds) {
                 items, write, reply.status);
 }
 
+// Writes a second with `clients` clients editing one list at once, each on its own
+// keep-alive connection: wall time, since what it measures is the server's throughput.
+double writeRate(int items, int clients, double seconds) {
+    Account account;
+    fill(account, items);
+    ServerProcess server(ServerProcess::Options{account.database, false});
+    std::atomic<int> writes{0}, failures{0};
+    std::atomic<bool> stop{false};
+    std::vector<std::thread> threads;
+    QElapsedTimer timer;
+    timer.start();
+    for (int c = 0; c < clients; ++c)
+        threads.emplace_back([&, c] {
+            httplib::Client client("127.0.0.1", server.port());
+            client.set_keep_alive(true);
+            client.set_read_timeout(60);
+            for (int i = 0; !stop; ++i) {
+                const JsonValue::Array args{
+                    account.ids.value((c * 997 + i * 31) % account.ids.size()),
+                    JsonValue::object(
+                        {{QStringLiteral("title"), QStringLiteral("Edit %1 %2").arg(c).arg(i)}})};
+                const HttpReply reply =
+                    post(client, account, rpc(QStringLiteral("updateItem"), args));
+                (reply.status == 200 ? writes : failures) += 1;
+            }
+        });
+    while (timer.elapsed() < qint64(seconds * 1000))
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    stop = true;
+    for (std::thread& thread : threads)
+        thread.join();
+    const double rate = writes / (double(timer.nsecsElapsed()) / 1e9);
+    std::printf("%6d items  writes/s, %d clients at once:   %9.0f  (%d writes, %d refused)\n",
+                items, clients, rate, int(writes), int(failures));
+    return rate;
+}
+
+// One edit as the app makes it: the write, then the reload that follows it, the reply in
+// gzip and decoded as the app's network stack does. Wall time, median of `rounds`.
+void editRoundTrip(int items, int rounds) {
+    Account account;
+    fill(account, items);
+    ServerProcess server(ServerProcess::Options{account.database, false});
+    httplib::Client client("127.0.0.1", server.port());
+    client.set_keep_alive(true);
+    client.set_read_timeout(120);
+    client.set_decompress(true);
+    const QByteArray load = rpc(QStringLiteral("load"));
+    post(client, account, load); // the first load of a fresh server, not an edit's
+    const qint64 pid = serverPid(account.database);
+    std::vector<double> samples, own, served;
+    HttpReply reply;
+    for (int i = 0; i < rounds; ++i) {
+        const double cpu = ownCpuMs();
+        const double serverStart = processCpuMs(pid);
+        const JsonValue::Array args{
+            account.ids.value((i * 37) % account.ids.size()),
+            JsonValue::object({{QStringLiteral("title"), QStringLiteral("Round %1").arg(i)}})};
+        QElapsedTimer timer;
+        timer.start();
+        post(client, account, rpc(QStringLiteral("updateItem"), args));
+        reply = post(client, account, load);
+        samples.push_back(double(timer.nsecsElapsed()) / 1e6);
+        own.push_back(ownCpuMs() - cpu);
+        served.push_back(processCpuMs(pid) - serverStart);
+    }
+    std::printf("%6d items  one edit's round trip (write + reload): %7.2f ms wall "
+                "(min %.2f), client CPU %.2f ms, server CPU %.2f ms (%zu bytes decoded, "
+                "status %d)\n",
+                items, median(samples), *std::min_element(samples.begin(), samples.end()),
+                median(own), median(served), reply.bytes, reply.status);
+}
+
+// A load of a state that is not in memory (the server just started, or the user's state
+// went out of the cache): read from the database, written, and coded in gzip. In-process,
+// thread CPU time per part, median of `rounds`, each on a fresh Service.
+void coldLoad(int items, int rounds) {
+    Account account;
+    fill(account, items);
+    std::vector<double> read, written, coded;
+    for (int i = 0; i < rounds; ++i) {
+        Storage storage(account.database);
+        Service service(storage);
+        const qint64 user = *service.findUser(QStringLiteral("bench"));
+        double start = threadCpuMs();
+        service.state(QStringLiteral("bench"));
+        read.push_back(threadCpuMs() - start);
+        start = threadCpuMs();
+        const Reply reply = service.call(user, rpc(QStringLiteral("load")), std::nullopt, false);
+        written.push_back(threadCpuMs() - start);
+        start = threadCpuMs();
+        service.deflatedBlocks().gzip(*reply.documentBody, ReplyEncoding::gzipLevel);
+        coded.push_back(threadCpuMs() - start);
+    }
+    std::printf("%6d items  a load of a state not in memory: read %.2f ms, written %.2f ms, "
+                "gzip %.2f ms CPU\n",
+                items, median(read), median(written), median(coded));
+}
+
 // Sign-in's first load: a Store with the token and no snapshot refreshes once.
 void firstLoad(int items, int rounds) {
     Account account;
@@ -261,9 +362,20 @@ int main(int argc, char** argv) {
                 encoderFigures(items, rounds);
             return 0;
         }
+        if (args.contains(QStringLiteral("--writes"))) {
+            // The sizes: a small list and one past the API's cap.
+            const double small = writeRate(100, 8, 4);
+            const double large = writeRate(12000, 8, 4);
+            std::printf("         12,000 items write at %.0f %% of 100 items' rate\n",
+                        100 * large / small);
+            return 0;
+        }
         for (const int items : sizes)
             serverFigures(items, rounds);
-        firstLoad(sizes.contains(10000) ? 10000 : sizes.constLast(), rounds);
+        const int typical = sizes.contains(10000) ? 10000 : sizes.constLast();
+        coldLoad(typical, rounds);
+        editRoundTrip(typical, std::max(rounds, 9));
+        firstLoad(typical, rounds);
     } catch (const std::exception& error) {
         std::printf("failed: %s\n", error.what());
         return 1;

@@ -99,8 +99,9 @@ qsizetype indexOfRule(const WireDocument& document, const QString& id) {
     return -1;
 }
 
-WireItem& itemOrNotFound(WireDocument& document, const QString& id) {
-    const qsizetype index = indexOfItem(document, id);
+WireItem& itemOrNotFound(WireDocument& document, const QString& id, const Context& context) {
+    const qsizetype index =
+        context.changeItem ? context.changeItem(document, id) : indexOfItem(document, id);
     if (index < 0)
         throw RpcError(404, QStringLiteral("No item with id \"%1\".").arg(id));
     return document.items[index];
@@ -149,11 +150,11 @@ QByteArray addItem(UserState& state, const Args& args, const Context& context) {
     return WireJson::encode(item);
 }
 
-QByteArray updateItem(UserState& state, const Args& args, const Context&) {
+QByteArray updateItem(UserState& state, const Args& args, const Context& context) {
     const QString method = QStringLiteral("updateItem");
     const QString id = stringArg(args, 0, method);
     const JsonValue& patch = objectArg(args, 1, method);
-    WireItem& item = itemOrNotFound(state.document, id);
+    WireItem& item = itemOrNotFound(state.document, id, context);
     JsonValue json = WireJson::toJson(item);
     overlay(json, patch,
             std::to_array({"title", "note", "section", "channel", "source", "due", "priority",
@@ -173,7 +174,7 @@ QByteArray setItemStatus(UserState& state, const Args& args, const Context& cont
     const JsonValue& done = arg(args, 1, method);
     if (!done.isBool())
         bad(method, QStringLiteral("argument 2 must be a boolean"));
-    WireItem& item = itemOrNotFound(state.document, id);
+    WireItem& item = itemOrNotFound(state.document, id, context);
     if (done.toBool()) {
         if (item.status != ItemStatus::done || !item.completedAt)
             item.completedAt = context.now;
@@ -191,7 +192,7 @@ QByteArray setDeleted(UserState& state, const Args& args, const Context& context
     const QString id = stringArg(args, 1, method);
     if (kind != u"item")
         bad(method, QStringLiteral("unknown record kind \"%1\"").arg(kind));
-    WireItem& item = itemOrNotFound(state.document, id);
+    WireItem& item = itemOrNotFound(state.document, id, context);
     if (!deleted)
         item.deletedAt.reset();
     else if (!item.deletedAt)

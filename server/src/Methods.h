@@ -53,6 +53,11 @@ std::optional<Kind> kind(const QString& method);
 struct Context {
     QString now;                    // the instant of this call, wire format
     std::function<QString()> newId; // a fresh item or rule id
+    // Where the item of that id sits, for a method about to change it; -1 when there is
+    // none. Unset, the list is searched. A caller that keeps an index of ids, or keeps each
+    // item as it was before the change, sets it: every change a method makes to an existing
+    // item goes through here first.
+    std::function<qsizetype(const WireDocument& document, const QString& id)> changeItem = {};
 };
 
 // Applies `method` to `state` and returns the JSON of the envelope's `result`. Throws

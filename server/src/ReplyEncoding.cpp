@@ -100,10 +100,10 @@ ContentCoding choose(std::string_view acceptEncoding) {
         else if (coding == "*")
             any = accepted;
     }
-    if (brNamed.value_or(any.value_or(false)))
-        return ContentCoding::br;
     if (gzipNamed.value_or(any.value_or(false)))
         return ContentCoding::gzip;
+    if (brNamed.value_or(any.value_or(false)))
+        return ContentCoding::br;
     return ContentCoding::identity;
 }
 

@@ -24,6 +24,10 @@ Reply failure(int status, const QString& text) {
     return Reply{status, messageBody(text)};
 }
 
+QString newItemId() {
+    return QUuid::createUuid().toString(QUuid::WithoutBraces);
+}
+
 Reply internalError(const std::exception& fault) {
     return failure(500, QStringLiteral("Internal error: %1").arg(QString::fromUtf8(fault.what())));
 }
@@ -82,11 +86,58 @@ std::optional<qint64> Service::authenticate(const QByteArray& token) {
     return user->id;
 }
 
-UserState& Service::stateOf(qint64 userId) {
+Service::Cached& Service::cachedOf(qint64 userId) {
     auto it = m_cache.find(userId);
-    if (it == m_cache.end())
-        it = m_cache.emplace(userId, m_storage.loadState(userId)).first;
+    if (it == m_cache.end()) {
+        UserState state = m_storage.loadState(userId);
+        it = m_cache.try_emplace(userId).first;
+        it->second.state = std::move(state);
+        m_uses.push_front(userId);
+        it->second.use = m_uses.begin();
+    } else {
+        m_uses.splice(m_uses.begin(), m_uses, it->second.use);
+    }
+    if (m_reweigh.empty() || m_reweigh.back() != userId)
+        m_reweigh.push_back(userId);
     return it->second;
+}
+
+void Service::setCacheBound(std::size_t items) {
+    std::lock_guard lock(m_mutex);
+    m_cacheBound = items;
+    trimCache();
+}
+
+void Service::trimCache() {
+    for (const qint64 id : m_reweigh) {
+        const auto it = m_cache.find(id);
+        if (it == m_cache.end())
+            continue;
+        const WireDocument& document = it->second.state.document;
+        const auto weight = std::size_t(document.items.size() + document.rules.size()) + 1;
+        m_cacheWeight = m_cacheWeight - it->second.weight + weight;
+        it->second.weight = weight;
+    }
+    m_reweigh.clear();
+    while (m_cacheWeight > m_cacheBound && m_uses.size() > 1) {
+        const auto it = m_cache.find(m_uses.back());
+        m_cacheWeight -= it->second.weight;
+        m_uses.pop_back();
+        m_cache.erase(it);
+    }
+}
+
+qsizetype Service::position(Cached& cached, const QList<WireItem>& items, const QString& id) {
+    const auto hint = cached.positions.constFind(id);
+    if (hint != cached.positions.constEnd() && *hint < items.size() && items[*hint].id == id)
+        return *hint;
+    // Unknown or moved: index the list again, the first of equal ids first as a search would.
+    cached.positions.clear();
+    cached.positions.reserve(items.size());
+    for (qsizetype i = 0; i < items.size(); ++i)
+        if (!cached.positions.contains(items[i].id))
+            cached.positions.insert(items[i].id, i);
+    return cached.positions.value(id, -1);
 }
 
 std::optional<qint64> Service::userId(const QString& name) {
@@ -100,15 +151,15 @@ std::optional<qint64> Service::findUser(const QString& name) {
     return userId(name);
 }
 
-void Service::commit(qint64 userId, UserState next, const std::optional<QString>& key,
-                     const Reply* reply) {
+void Service::commit(qint64 userId, UserState&& next, const std::optional<QString>& key,
+                     const Reply* reply, const std::vector<qsizetype>* changedItems) {
     UserState& current = stateOf(userId);
     Storage::Transaction transaction(m_storage);
-    m_storage.saveState(userId, current, next);
+    m_storage.saveState(userId, current, next, changedItems);
     Staged staged(*this);
-    if (next.document != current.document)
+    if (changedItems || next.document != current.document)
         for (const Follower& follower : m_followers)
-            follower(userId, current.document, next.document, staged, m_storage);
+            follower(userId, next.document, staged, m_storage);
     staged.m_states.erase(userId);
     saveStaged(staged);
     if (key && reply) {
@@ -121,11 +172,13 @@ void Service::commit(qint64 userId, UserState next, const std::optional<QString>
     }
     transaction.commit();
     current = std::move(next);
+    if (!changedItems)
+        cachedOf(userId).writer.unknown();
     adoptStaged(staged);
 }
 
 Reply Service::call(qint64 userId, const QByteArray& body,
-                    const std::optional<QString>& idempotencyKey) {
+                    const std::optional<QString>& idempotencyKey, bool joinDocument) {
     QString error;
     const auto json = JsonValue::parse(body, &error);
     if (!json)
@@ -144,28 +197,27 @@ Reply Service::call(qint64 userId, const QByteArray& body,
         return failure(400, QStringLiteral("Unknown method \"%1\".").arg(name));
 
     std::lock_guard lock(m_mutex);
+    TrimAfter trim{*this};
     try {
-        UserState& current = stateOf(userId);
+        Cached& cached = cachedOf(userId);
+        UserState& current = cached.state;
         const bool keyed = *kind == Methods::Kind::write && idempotencyKey;
         if (keyed)
             if (const auto stored = m_storage.findReply(userId, *idempotencyKey))
                 return Reply{stored->status, stored->body};
 
-        const Methods::Context context{
-            now(), [] { return QUuid::createUuid().toString(QUuid::WithoutBraces); }};
         // `user cap` may change the cap from another process while this one runs.
         if (name == u"addItem")
             current.openCap = m_storage.openCap(userId);
         if (name == u"load") {
-            // The whole document: encoded once per version, however often it is loaded.
-            const qint64 version = current.version;
-            if (auto cached = m_documentReplies.find(userId, version, ContentCoding::identity))
-                return Reply{200, *cached, version};
-            Reply reply{200, envelope(Methods::apply(current, name, argList, context), version),
-                        version};
-            m_documentReplies.insert(userId, version, ContentCoding::identity, reply.body);
-            return reply;
+            // The whole document: written once per version, from the items' JSON of the
+            // last one where the items are the same.
+            auto body = cached.writer.write(current);
+            return Reply{200, joinDocument ? body->json() : QByteArray(), body->version, body};
         }
+        if (*kind == Methods::Kind::write && name != u"resolveProposal")
+            return writeInPlace(userId, name, argList, keyed ? idempotencyKey : std::nullopt);
+        const Methods::Context context{now(), newItemId};
         UserState next = current;
         const QByteArray result = Methods::apply(next, name, argList, context);
         if (*kind == Methods::Kind::read)
@@ -181,8 +233,58 @@ Reply Service::call(qint64 userId, const QByteArray& body,
     }
 }
 
+// A write through `api/store` changes the cached list itself rather than a copy of it: a
+// copy of thousands of items costs more than the write. Every existing item a method
+// changes passes through Context::changeItem first, which keeps it as it was; a refusal or
+// a failed commit puts those back and drops what was appended, so the cache never holds
+// what the database does not, and only the rows of those items are written.
+// resolveProposal changes items by other ways, and works on a copy.
+Reply Service::writeInPlace(qint64 userId, const QString& name, const JsonValue::Array& args,
+                            const std::optional<QString>& key) {
+    Cached& cached = cachedOf(userId);
+    UserState& current = cached.state;
+    QList<WireItem> items = std::move(current.document.items);
+    current.document.items = {};
+    UserState next = current;
+    next.document.items = std::move(items);
+    const qsizetype appendedFrom = next.document.items.size();
+    std::vector<std::pair<qsizetype, WireItem>> before;
+    const auto changeItem = [&](const WireDocument& document, const QString& id) {
+        const qsizetype at = position(cached, document.items, id);
+        const bool kept = std::any_of(before.begin(), before.end(),
+                                      [at](const auto& entry) { return entry.first == at; });
+        if (at >= 0 && at < appendedFrom && !kept)
+            before.emplace_back(at, document.items[at]);
+        return at;
+    };
+    const Methods::Context context{now(), newItemId, changeItem};
+    try {
+        const QByteArray result = Methods::apply(next, name, args, context);
+        next.version = current.version + 1;
+        const Reply reply{200, envelope(result, next.version)};
+        std::vector<qsizetype> changed;
+        for (const auto& entry : before)
+            changed.push_back(entry.first);
+        for (qsizetype i = appendedFrom; i < next.document.items.size(); ++i)
+            changed.push_back(i);
+        commit(userId, std::move(next), key, &reply, &changed);
+        for (const qsizetype at : changed)
+            cached.writer.changed(at);
+        return reply;
+    } catch (...) {
+        QList<WireItem>& list = next.document.items;
+        for (auto& [at, item] : before)
+            list[at] = std::move(item);
+        if (list.size() > appendedFrom)
+            list.resize(appendedFrom);
+        current.document.items = std::move(list);
+        throw;
+    }
+}
+
 Reply Service::version(qint64 userId) {
     std::lock_guard lock(m_mutex);
+    TrimAfter trim{*this};
     try {
         return Reply{200, WireJson::encode(VersionReply{stateOf(userId).version})};
     } catch (const std::exception& fault) {
@@ -192,6 +294,7 @@ Reply Service::version(qint64 userId) {
 
 Reply Service::read(qint64 userId, const ReadWork& work) {
     std::lock_guard lock(m_mutex);
+    TrimAfter trim{*this};
     try {
         return work(stateOf(userId), m_storage);
     } catch (const RpcError& refusal) {
@@ -203,6 +306,7 @@ Reply Service::read(qint64 userId, const ReadWork& work) {
 
 Reply Service::transact(qint64 userId, const WriteWork& work) {
     std::lock_guard lock(m_mutex);
+    TrimAfter trim{*this};
     try {
         UserState& current = stateOf(userId);
         UserState next = current;
@@ -217,8 +321,10 @@ Reply Service::transact(qint64 userId, const WriteWork& work) {
             m_storage.saveState(userId, current, next);
         }
         transaction.commit();
-        if (changed)
+        if (changed) {
             current = std::move(next);
+            cachedOf(userId).writer.unknown();
+        }
         return reply;
     } catch (const RpcError& refusal) {
         return failure(refusal.status(), refusal.message());
@@ -265,12 +371,13 @@ bool Service::setOpenCap(const QString& name, std::optional<qint64> cap) {
         return false;
     m_storage.setOpenCap(*id, cap);
     if (auto it = m_cache.find(*id); it != m_cache.end())
-        it->second.openCap = cap;
+        it->second.state.openCap = cap;
     return true;
 }
 
 std::optional<UserState> Service::state(const QString& name) {
     std::lock_guard lock(m_mutex);
+    TrimAfter trim{*this};
     const auto id = userId(name);
     if (!id)
         return std::nullopt;
@@ -279,6 +386,7 @@ std::optional<UserState> Service::state(const QString& name) {
 
 std::optional<qint64> Service::replaceDocument(const QString& name, const WireDocument& document) {
     std::lock_guard lock(m_mutex);
+    TrimAfter trim{*this};
     const auto id = userId(name);
     if (!id)
         return std::nullopt;
@@ -293,6 +401,7 @@ std::optional<qint64> Service::replaceDocument(const QString& name, const WireDo
 std::optional<Service::FiledProposal> Service::setProposal(const QString& name,
                                                            std::optional<JsonValue> proposal) {
     std::lock_guard lock(m_mutex);
+    TrimAfter trim{*this};
     const auto id = userId(name);
     if (!id)
         return std::nullopt;
@@ -327,13 +436,18 @@ void Service::saveStaged(Staged& staged) {
 }
 
 void Service::adoptStaged(Staged& staged) {
-    for (auto& [id, next] : staged.m_states)
-        stateOf(id) = std::move(next);
+    // Each was cached when staged, and nothing leaves the cache within a call.
+    for (auto& [id, next] : staged.m_states) {
+        Cached& cached = m_cache.at(id);
+        cached.state = std::move(next);
+        cached.writer.unknown();
+    }
     staged.m_states.clear();
 }
 
 Reply Service::transactAcross(const CrossWork& work) {
     std::lock_guard lock(m_mutex);
+    TrimAfter trim{*this};
     try {
         Staged staged(*this);
         Storage::Transaction transaction(m_storage);
@@ -353,6 +467,10 @@ Reply Service::transactAcross(const CrossWork& work) {
 
 void Service::forget(qint64 userId) {
     std::lock_guard lock(m_mutex);
-    m_cache.erase(userId);
+    if (const auto it = m_cache.find(userId); it != m_cache.end()) {
+        m_cacheWeight -= it->second.weight;
+        m_uses.erase(it->second.use);
+        m_cache.erase(it);
+    }
     m_documentReplies.forgetUser(userId);
 }

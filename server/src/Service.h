@@ -1,5 +1,6 @@
 #pragma once
 
+#include "DocumentReply.h"
 #include "ReplyEncoding.h"
 #include "Storage.h"
 #include "UserState.h"
@@ -9,7 +10,9 @@
 
 #include <atomic>
 #include <functional>
+#include <list>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <vector>
@@ -20,12 +23,15 @@ struct Reply {
     QByteArray body;
     // The version of the whole document this reply carries (a load's); 0 for any other.
     qint64 document = 0;
+    // A load's body in blocks, for codings that work by block.
+    std::shared_ptr<const DocumentBody> documentBody = nullptr;
 };
 
 // The server's state behind one mutex: every call from any HTTP thread goes through here,
-// so SQLite sees one caller at a time. Users' states are cached after the first read; the
-// database is written in one transaction per change. Route families other than the
-// document reach the state and their own tables through `read` and `transact`.
+// so SQLite sees one caller at a time. Recently used users' states are kept in memory
+// (bounded by their items, least recently used out first), each with its last load reply;
+// the database is written in one transaction per change, rows of what changed only. Route families
+// other than the document reach the state and their own tables through `read` and `transact`.
 class Service {
 public:
     explicit Service(Storage& storage);
@@ -34,8 +40,11 @@ public:
     std::optional<qint64> authenticate(const QByteArray& token);
 
     // One `api/store` call from its raw body. A write with an idempotency key is applied
-    // at most once per user and key; a repeat gets the first reply.
-    Reply call(qint64 userId, const QByteArray& body, const std::optional<QString>& idempotencyKey);
+    // at most once per user and key; a repeat gets the first reply. A load's reply carries
+    // its body in blocks too (`documentBody`); without `joinDocument` its `body` is left
+    // empty, for a caller that may need only a coding made from the blocks.
+    Reply call(qint64 userId, const QByteArray& body, const std::optional<QString>& idempotencyKey,
+               bool joinDocument = true);
     Reply version(qint64 userId);
 
     // A family's read, under the lock: `work` sees the user's state and may read the
@@ -102,26 +111,54 @@ public:
     using CrossWork = std::function<Reply(Staged& staged, Storage& storage)>;
     Reply transactAcross(const CrossWork& work);
     // Runs inside every committed change of a user's document made through `api/store` or
-    // the admin, before its transaction ends; it may stage other users' states.
-    using Follower =
-        std::function<void(qint64 userId, const WireDocument& before, const WireDocument& after,
-                           Staged& staged, Storage& storage)>;
+    // the admin, before its transaction ends (after an `api/store` write that changed
+    // nothing too: telling would cost a comparison of the list); it may stage other users'
+    // states.
+    using Follower = std::function<void(qint64 userId, const WireDocument& after, Staged& staged,
+                                        Storage& storage)>;
     void addFollower(Follower follower) { m_followers.push_back(std::move(follower)); }
     // Drops the cached state of a user whose rows are gone (a deleted account), so that a
     // later user given the same id starts empty.
     void forget(qint64 userId);
     // Full-document replies, per user, version and coding; shared by the route families.
     ReplyCache& documentReplies() { return m_documentReplies; }
+    // Deflated blocks of those replies, by content, for the gzip coding.
+    DeflatedBlocks& deflatedBlocks() { return m_deflatedBlocks; }
+    // Items (and rules) of all users whose states stay in memory together; at least the
+    // last used user stays, however large.
+    void setCacheBound(std::size_t items);
 
     static QByteArray fingerprint(const QString& token);
     static QString newToken();
     static QString now();
 
 private:
-    UserState& stateOf(qint64 userId);
-    // Applies a change in one transaction and moves the version on.
-    void commit(qint64 userId, UserState next, const std::optional<QString>& key = {},
-                const Reply* reply = nullptr);
+    struct Cached {
+        UserState state;
+        DocumentWriter writer;
+        // Item ids to positions, as last seen: a hint, checked before use.
+        QHash<QString, qsizetype> positions;
+        std::list<qint64>::iterator use;
+        std::size_t weight = 0;
+    };
+    Cached& cachedOf(qint64 userId);
+    UserState& stateOf(qint64 userId) { return cachedOf(userId).state; }
+    // Drops the least recently used states beyond the bound; only between calls, when no
+    // reference into the cache is held.
+    void trimCache();
+    struct TrimAfter {
+        Service& service;
+        ~TrimAfter() { service.trimCache(); }
+    };
+    // One `api/store` write that changes the cached state in place (see Service.cpp).
+    Reply writeInPlace(qint64 userId, const QString& name, const JsonValue::Array& args,
+                       const std::optional<QString>& key);
+    static qsizetype position(Cached& cached, const QList<WireItem>& items, const QString& id);
+    // Applies a change in one transaction and moves the version on. `changedItems` lists
+    // the only items that changed, by position in `next`; without it every item is
+    // compared. `next` is taken only once the change is stored.
+    void commit(qint64 userId, UserState&& next, const std::optional<QString>& key = {},
+                const Reply* reply = nullptr, const std::vector<qsizetype>* changedItems = nullptr);
     std::optional<qint64> userId(const QString& name);
     // Saves what `staged` holds, each with its version moved on; the caller commits.
     void saveStaged(Staged& staged);
@@ -129,7 +166,11 @@ private:
 
     std::mutex m_mutex;
     Storage& m_storage;
-    std::map<qint64, UserState> m_cache;
+    std::map<qint64, Cached> m_cache;
+    std::list<qint64> m_uses; // most recently used first
+    std::vector<qint64> m_reweigh;
+    std::size_t m_cacheWeight = 0;
+    std::size_t m_cacheBound = 100000;
     qint64 m_lastPurge = 0;
     std::atomic<qint64> m_smartInsertCap;
     // When each token's last use was last written (seconds): at most once a minute.
@@ -137,6 +178,7 @@ private:
     std::vector<Follower> m_followers;
     // A few large documents' worth, in every coding.
     ReplyCache m_documentReplies{64 * 1024 * 1024};
+    DeflatedBlocks m_deflatedBlocks{64 * 1024 * 1024};
 };
 
 // `{"message": text}`.

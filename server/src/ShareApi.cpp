@@ -306,8 +306,7 @@ Reply post(Service& service, qint64 user, const httplib::Request& req) {
 }
 
 // The recipient's own "done" on an accepted task becomes the sender's question.
-void follow(qint64 user, const WireDocument&, const WireDocument& after, Service::Staged& staged,
-            Storage& storage) {
+void follow(qint64 user, const WireDocument& after, Service::Staged& staged, Storage& storage) {
     Storage::Statement s(storage, "SELECT id, sender, sender_item, recipient_item FROM shares "
                                   "WHERE recipient = ? AND state = 'accepted'");
     s.bind(1, user);

@@ -129,17 +129,24 @@ QByteArray encodeStrings(const QStringList& list) {
 
 // Rows of one record list (items or rules): rewrites a row only when its record or its
 // position changed, deletes rows whose record is gone.
+QByteArray upsertSql(const char* table) {
+    return QByteArray("INSERT INTO ") + table +
+           "(user_id, id, seq, body) VALUES(?1, ?2, ?3, ?4) "
+           "ON CONFLICT(user_id, id) DO UPDATE SET seq = ?3, body = ?4";
+}
+
 template <typename T>
 void saveRows(sqlite3* db, const char* table, qint64 userId, const QList<T>& before,
               const QList<T>& after) {
+    // The same list, shared by both states: nothing to compare.
+    if (before.size() == after.size() && before.constData() == after.constData())
+        return;
     QHash<QString, qsizetype> oldIndex;
     for (qsizetype i = 0; i < before.size(); ++i)
         oldIndex.insert(before[i].id, i);
 
-    const QByteArray upsertSql = QByteArray("INSERT INTO ") + table +
-                                 "(user_id, id, seq, body) VALUES(?1, ?2, ?3, ?4) "
-                                 "ON CONFLICT(user_id, id) DO UPDATE SET seq = ?3, body = ?4";
-    Storage::Statement upsert(db, upsertSql.constData());
+    const QByteArray sql = upsertSql(table);
+    Storage::Statement upsert(db, sql.constData());
     QSet<QString> kept;
     for (qsizetype i = 0; i < after.size(); ++i) {
         const T& record = after[i];
@@ -403,10 +410,20 @@ UserState Storage::loadState(qint64 userId) {
     return state;
 }
 
-void Storage::saveState(qint64 userId, const UserState& before, const UserState& after) {
+void Storage::saveState(qint64 userId, const UserState& before, const UserState& after,
+                        const std::vector<qsizetype>* changedItems) {
     const WireDocument& a = before.document;
     const WireDocument& b = after.document;
-    saveRows(m_db, "items", userId, a.items, b.items);
+    if (changedItems) {
+        const QByteArray sql = upsertSql("items");
+        Statement upsert(m_db, sql.constData());
+        for (const qsizetype i : *changedItems) {
+            upsert.bind(1, userId).bind(2, b.items[i].id).bind(3, qint64(i));
+            upsert.bind(4, WireJson::encode(b.items[i])).run();
+        }
+    } else {
+        saveRows(m_db, "items", userId, a.items, b.items);
+    }
     saveRows(m_db, "rules", userId, a.rules, b.rules);
 
     Statement doc(m_db, "UPDATE documents SET version = ?, schema_version = ?, settings = ?, "

@@ -7,6 +7,7 @@
 
 #include <optional>
 #include <stdexcept>
+#include <vector>
 
 struct sqlite3;
 struct sqlite3_stmt;
@@ -92,8 +93,11 @@ public:
     void touchToken(const QByteArray& fingerprint, const QString& now);
 
     UserState loadState(qint64 userId);
-    // Writes what differs between the two states (the version always).
-    void saveState(qint64 userId, const UserState& before, const UserState& after);
+    // Writes what differs between the two states (the version always). With `changedItems`
+    // (positions in `after`), only those items' rows are written and `before`'s items are
+    // not read: the caller knows the rest are as stored.
+    void saveState(qint64 userId, const UserState& before, const UserState& after,
+                   const std::vector<qsizetype>* changedItems = nullptr);
 
     struct StoredReply {
         int status = 200;

@@ -14,20 +14,33 @@ QString rpcName(const QByteArray& body) {
 }
 
 // A whole document in the best coding the client accepts, encoded once per version and
-// coding.
-void sendDocument(httplib::Response& res, ReplyCache& cache, qint64 user, const Reply& reply,
+// coding; gzip from blocks deflated alone, so a new version deflates only its changed ones.
+void sendDocument(httplib::Response& res, Service& service, qint64 user, const Reply& reply,
                   ContentCoding coding) {
-    QByteArray body = reply.body;
+    ReplyCache& cache = service.documentReplies();
+    // The joined text only when it is sent as it is or coded whole.
+    const auto joined = [&] {
+        return reply.documentBody ? reply.documentBody->json() : reply.body;
+    };
+    QByteArray body;
     if (coding != ContentCoding::identity) {
-        if (auto cached = cache.find(user, reply.document, coding)) {
-            body = *cached;
-        } else if (auto encoded = ReplyEncoding::encode(reply.body, coding)) {
-            cache.insert(user, reply.document, coding, *encoded);
-            body = *encoded;
-        } else {
-            coding = ContentCoding::identity;
+        std::optional<QByteArray> encoded = cache.find(user, reply.document, coding);
+        if (!encoded) {
+            if (coding == ContentCoding::gzip && reply.documentBody)
+                encoded =
+                    service.deflatedBlocks().gzip(*reply.documentBody, ReplyEncoding::gzipLevel);
+            else
+                encoded = ReplyEncoding::encode(joined(), coding);
+            if (encoded)
+                cache.insert(user, reply.document, coding, *encoded);
         }
+        if (encoded)
+            body = *encoded;
+        else
+            coding = ContentCoding::identity;
     }
+    if (coding == ContentCoding::identity)
+        body = joined();
     res.set_header("Vary", "Accept-Encoding");
     send(res, reply.status, body, ReplyEncoding::name(coding));
 }
@@ -51,9 +64,9 @@ void StoreApi::install(httplib::Server& server, Service& service, FaultPlan& fau
                                    QStringLiteral("Idempotency-Key must hold 1 to 200 "
                                                   "characters."));
         }
-        const Reply reply = service.call(*user, body, key);
+        const Reply reply = service.call(*user, body, key, false);
         if (reply.document)
-            sendDocument(res, service.documentReplies(), *user, reply,
+            sendDocument(res, service, *user, reply,
                          ReplyEncoding::choose(req.get_header_value("Accept-Encoding")));
         else
             send(res, reply);

@@ -377,6 +377,89 @@ private Q_SLOTS:
 
     // --- the demo account through the real client ---
 
+    // Whatever route changes a list, the next load shows it, in every coding, after loads
+    // that filled the server's caches; a refused change shows nothing of itself.
+    void routesChangeWhatLoadsSee_data() {
+        QTest::addColumn<QString>("route");
+        QTest::addColumn<int>("status");
+        QTest::addColumn<QString>("title"); // in the list after the change; "" for none
+        QTest::addColumn<QString>("gone");  // in it no more
+        const auto row = [](const char* name, const char* route, int status, const char* title,
+                            const char* gone) {
+            QTest::newRow(name) << QString(route) << status << QString(title) << QString(gone);
+        };
+        row("api/store edit", "edit", 200, "Renamed", "Kept");
+        row("api/store refused edit", "refused", 400, "Kept", "");
+        row("api/store add", "add", 200, "Added", "");
+        row("agent tool", "mcp", 200, "From the agent", "");
+        row("admin replace", "replace", 200, "Replaced", "Kept");
+        row("proposal accepted", "proposal", 200, "Proposed", "");
+        row("account deleted, id given again", "delete", 200, "", "Kept");
+    }
+    void routesChangeWhatLoadsSee() {
+        QFETCH(QString, route);
+        QFETCH(int, status);
+        QFETCH(QString, title);
+        QFETCH(QString, gone);
+        const QString id = addItem(token, "{\"title\":\"Kept\",\"section\":\"action\"}");
+        const auto titles = [&](const QString& who, const char* coding) {
+            const JsonValue loaded = result(server->call(
+                who, QStringLiteral("load"), {}, {{"Accept-Encoding", QByteArray(coding)}}));
+            QStringList out;
+            for (const JsonValue& item : loaded.find(u"items")->toArray())
+                out << item.find(u"title")->toString();
+            return out;
+        };
+        for (const char* coding : {"identity", "gzip", "br"})
+            QCOMPARE(titles(token, coding), QStringList{QStringLiteral("Kept")});
+        const ServerProcess::Headers bearer{{"Authorization", "Bearer " + token.toUtf8()}};
+        const auto edit = [&](const char* patch) {
+            return server->call(token, QStringLiteral("updateItem"), {id, json(patch)}).status;
+        };
+        QString reader = token;
+        int answered = 200;
+        if (route == u"edit") {
+            answered = edit(R"({"title":"Renamed"})");
+        } else if (route == u"refused") {
+            answered = edit(R"({"title":" "})");
+        } else if (route == u"add") {
+            addItem(token, "{\"title\":\"Added\",\"section\":\"action\"}");
+        } else if (route == u"mcp") {
+            const QByteArray call = R"({"jsonrpc":"2.0","id":1,"method":"tools/call","params":)"
+                                    R"({"name":"add_item","arguments":{"title":"From the agent",)"
+                                    R"("section":"action","initiated":"human"}}})";
+            answered = server
+                           ->request("POST", "/mcp", call,
+                                     bearer +
+                                         ServerProcess::Headers{
+                                             {"Accept", "application/json, text/event-stream"}})
+                           .status;
+        } else if (route == u"replace") {
+            WireDocument document = server->document(user).document;
+            document.items[0].title = QStringLiteral("Replaced");
+            server->replaceDocument(user, document);
+        } else if (route == u"proposal") {
+            const QString at = server->createProposal(
+                user,
+                json(R"({"deltas":[{"kind":"add","item":{"title":"Proposed",)"
+                     R"("section":"action","channel":"self","priority":"low","links":[]}}]})"));
+            const JsonValue answer =
+                JsonValue::object({{QStringLiteral("created_at"), at},
+                                   {QStringLiteral("accepted"), JsonValue::Array{0}}});
+            answered = server->call(token, QStringLiteral("resolveProposal"), {answer}).status;
+        } else if (route == u"delete") {
+            answered = server->request("POST", "/api/account/delete", "{}", bearer).status;
+            // The newest user's id is free again: SQLite gives it to the next one.
+            reader = newUser();
+        }
+        QCOMPARE(answered, status);
+        for (const char* coding : {"identity", "gzip", "br"}) {
+            const QStringList seen = titles(reader, coding);
+            QVERIFY2(title.isEmpty() || seen.contains(title), qPrintable(seen.join(u',')));
+            QVERIFY2(gone.isEmpty() || !seen.contains(gone), qPrintable(seen.join(u',')));
+        }
+    }
+
     void demoDocumentLoads() {
         QCOMPARE(QFile::permissions(server->demoTokenFile()) &
                      ~(QFile::ReadUser | QFile::WriteUser | QFile::ReadOwner | QFile::WriteOwner),

@@ -1,11 +1,13 @@
 // What new route families stand on: a write through Service::transact commits or rolls back
 // the family's rows and the document together, and moves the version only when the document
-// changed; a column added later is added once to a database that already exists.
+// changed; an `api/store` write that fails at its commit leaves nothing of itself in memory;
+// a column added later is added once to a database that already exists.
 
 #include "Methods.h"
 #include "Service.h"
 
 #include <QStandardPaths>
+#include <QStringList>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -85,6 +87,64 @@ private Q_SLOTS:
         QCOMPARE(state->version - before, versionMoves);
         QCOMPARE(state->document.focus.size(), versionMoves);
         QCOMPARE(countMarks(storage), marks);
+    }
+
+    // An `api/store` write changes the kept list in place: when its commit fails after the
+    // method changed an item or appended one, the list is as it was, in memory and on disk,
+    // and so it stays when the user's state leaves memory and comes back.
+    void writeFailingAtCommit_data() {
+        QTest::addColumn<QString>("method");
+        QTest::addColumn<QString>("args"); // ID stands for the kept item's id
+        QTest::newRow("edit") << "updateItem"
+                              << R"(["ID",{"title":"Doomed"}])";
+        QTest::newRow("addition") << "addItem"
+                                  << R"([{"title":"Doomed","section":"action"}])";
+    }
+    void writeFailingAtCommit() {
+        QFETCH(QString, method);
+        QFETCH(QString, args);
+        QTemporaryDir dir;
+        const QString path = dir.filePath(QStringLiteral("seams.db"));
+        const auto titles = [](Service& service, qint64 user) {
+            const Reply reply = service.call(user, R"({"method":"load"})", std::nullopt);
+            const auto json = JsonValue::parse(reply.body);
+            QStringList out;
+            for (const JsonValue& item : json->find(u"result")->find(u"items")->toArray())
+                out << item.find(u"title")->toString();
+            return out;
+        };
+        Storage storage(path);
+        Service service(storage);
+        // The disk refuses any row holding that title, as a full disk would refuse the commit.
+        storage.exec("CREATE TRIGGER doomed BEFORE INSERT ON items WHEN NEW.body LIKE "
+                     "'%Doomed%' BEGIN SELECT RAISE(ABORT, 'disk full'); END");
+        const auto user =
+            service.authenticate(service.issueToken(QStringLiteral("ana")).token.toUtf8());
+        const auto other =
+            service.authenticate(service.issueToken(QStringLiteral("bo")).token.toUtf8());
+        const Reply added = service.call(
+            *user, R"({"method":"addItem","args":[{"title":"Kept","section":"action"}]})", {});
+        const QString id = JsonValue::parse(added.body)->find(u"result")->find(u"id")->toString();
+        QCOMPARE(titles(service, *user), QStringList{QStringLiteral("Kept")});
+        const QByteArray body = "{\"method\":\"" + method.toUtf8() +
+                                "\",\"args\":" + args.replace(QStringLiteral("ID"), id).toUtf8() +
+                                '}';
+        QCOMPARE(service.call(*user, body, std::nullopt).status, 500);
+        QCOMPARE(titles(service, *user), QStringList{QStringLiteral("Kept")});
+        // A later write changes another field: the title it writes is the one in memory.
+        const QByteArray note =
+            "{\"method\":\"updateItem\",\"args\":[\"" + id.toUtf8() + "\",{\"note\":\"Fine\"}]}";
+        QCOMPARE(service.call(*user, note, std::nullopt).status, 200);
+        QCOMPARE(titles(service, *user), QStringList{QStringLiteral("Kept")});
+        // One state at a time in memory: loading the other user sends this one out.
+        service.setCacheBound(1);
+        QCOMPARE(titles(service, *other), QStringList());
+        QCOMPARE(titles(service, *user), QStringList{QStringLiteral("Kept")});
+        Storage again(path);
+        const auto stored = Service(again).state(QStringLiteral("ana"))->document.items;
+        QCOMPARE(stored.size(), 1);
+        QCOMPARE(stored[0].title, QStringLiteral("Kept"));
+        QCOMPARE(stored[0].note, QStringLiteral("Fine"));
     }
 
     void columnAddedOnce() {
