@@ -18,6 +18,7 @@
 #include <QQmlEngine>
 #include <QQuickWindow>
 #include <QSettings>
+#include <QTimer>
 
 #include <memory>
 #include <optional>
@@ -116,6 +117,7 @@ private:
     QPointer<QQuickWindow> m_mainWindow;
     QPointer<QQuickWindow> m_panelWindow;
     QPointer<QQuickWindow> m_settingsWindow;
+    QTimer m_heapTrim;
     QObject* m_style = nullptr;
     bool m_dark = false;
 };

@@ -23,6 +23,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <malloc.h>
 #include <optional>
 #include <spawn.h>
 #include <string>
@@ -172,6 +173,11 @@ int measure(const QString& folder, int idleSeconds) {
     // Shared libraries counted by their share: what bench/peer-round.sh reports.
     if (const auto pss = procMB(QStringLiteral("/proc/self/smaps_rollup"), "Pss:"))
         note("PSS after 5 s", *pss, "MiB");
+    // The C heap: what is allocated, and what is free in malloc's lists (whose pages the app
+    // gives back to the system once a document is read).
+    const struct mallinfo2 heap = mallinfo2();
+    note("heap in use", double(heap.uordblks + heap.hblkhd) / (1024 * 1024), "MiB");
+    note("heap free in malloc's lists", double(heap.fordblks) / (1024 * 1024), "MiB");
 
     if (idleSeconds > 0) {
         QElapsedTimer wall;
