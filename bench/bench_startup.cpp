@@ -173,6 +173,10 @@ int measure(const QString& folder, int idleSeconds) {
     // Shared libraries counted by their share: what bench/peer-round.sh reports.
     if (const auto pss = procMB(QStringLiteral("/proc/self/smaps_rollup"), "Pss:"))
         note("PSS after 5 s", *pss, "MiB");
+    // PSS (and the clean private pages) move with whatever else maps the same libraries; the
+    // pages the app wrote itself (heap, stacks, relocated data) do not.
+    if (const auto dirty = procMB(QStringLiteral("/proc/self/smaps_rollup"), "Private_Dirty:"))
+        note("written private after 5 s", *dirty, "MiB");
     // The C heap: what is allocated, and what is free in malloc's lists (whose pages the app
     // gives back to the system once a document is read).
     const struct mallinfo2 heap = mallinfo2();

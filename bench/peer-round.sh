@@ -7,7 +7,7 @@
 #   settled  process start to the moment the app's CPU goes quiet with its window mapped
 #   PSS      proportional set size of the app and any process it started, once settled
 #   CPU      the app's CPU time (every thread) up to settled
-#   private  their private pages (PSS less the shares of pages other processes map too)
+#   written  their private dirty pages: what they wrote themselves (heap, stacks, relocations)
 # Usage: bench/peer-round.sh [--runs N] [--items N] [--build DIR] [-- app arguments]
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -146,10 +146,10 @@ while time.monotonic() - start < limit_s and app.poll() is None:
         settled, settled_cpu = now - start, cpu
         break
 # PSS shares a library's pages among every process mapping it, so it moves with whatever
-# else runs on the machine; the private pages do not.
+# else runs on the machine; the pages the app wrote itself do not.
 pids = tree(app.pid) if app.poll() is None else []
 pss = sum(rollup_kib(pid, "Pss") for pid in pids)
-private = sum(rollup_kib(pid, "Private_Clean", "Private_Dirty") for pid in pids)
+written = sum(rollup_kib(pid, "Private_Dirty") for pid in pids)
 app.send_signal(signal.SIGTERM)
 try:
     app.wait(10)
@@ -158,7 +158,7 @@ except subprocess.TimeoutExpired:
 if settled is None:
     print("unsettled")
 else:
-    print(f"{settled * 1000:.0f} {pss / 1024:.1f} {settled_cpu / 1e6:.0f} {private / 1024:.1f}")
+    print(f"{settled * 1000:.0f} {pss / 1024:.1f} {settled_cpu / 1e6:.0f} {written / 1024:.1f}")
 EOF
 
 run_once() {
@@ -177,8 +177,8 @@ echo "first run (stores the token, writes the snapshot): $first"
 results=()
 for i in $(seq "$runs"); do
     line=$(run_once "$@")
-    read -r settled pss cpu private <<<"$line"
-    echo "run $i: settled $settled ms, PSS $pss MiB, CPU $cpu ms, private $private MiB"
+    read -r settled pss cpu written <<<"$line"
+    echo "run $i: settled $settled ms, PSS $pss MiB, CPU $cpu ms, written $written MiB"
     [ "$line" != unsettled ] && results+=("$line")
 done
 [ ${#results[@]} -gt 0 ] || { echo "no run settled" >&2; exit 1; }
@@ -186,7 +186,7 @@ printf '%s\n' "${results[@]}" | python3 -c '
 import statistics, sys
 rows = [tuple(map(float, line.split())) for line in sys.stdin if line.strip()]
 for index, (name, unit) in enumerate((("start -> settled", "ms"), ("PSS", "MiB"),
-                                      ("CPU to settled", "ms"), ("private", "MiB"))):
+                                      ("CPU to settled", "ms"), ("written", "MiB"))):
     values = sorted(row[index] for row in rows)
     print(f"{name}: median {statistics.median(values):.1f} {unit}, "
           f"range {values[0]:.1f} - {values[-1]:.1f} {unit} ({len(values)} runs)")
