@@ -237,12 +237,18 @@ QCoro::Task<> VelmoraApp::setUpTray() {
 
 QQuickWindow* VelmoraApp::load(const QString& file) {
     QQmlComponent component(m_engine.get(), QUrl(QStringLiteral("qrc:/velmora/qml/") + file));
-    std::unique_ptr<QObject> root(component.create());
+    std::unique_ptr<QObject> root(component.beginCreate(m_engine->rootContext()));
     if (!root) {
         qWarning().noquote() << component.errorString();
         return nullptr;
     }
     auto* window = qobject_cast<QQuickWindow*>(root.get());
+    // As with QQmlApplicationEngine, the first window paces what QML makes asynchronously (the
+    // list's rows beyond the view) between its frames; without a controller all of it would be
+    // made at once. Set before the window's items complete, when the list lays out.
+    if (window && !m_engine->incubationController())
+        m_engine->setIncubationController(window->incubationController());
+    component.completeCreate();
     m_roots.push_back(std::move(root));
     return window;
 }
