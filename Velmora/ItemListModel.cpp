@@ -106,6 +106,15 @@ void ItemListModel::setRows(QList<Item> items, QList<RowPlacement> placements,
     // Due labels are words relative to today, so a new day rewords every row.
     const bool newDay = now.date() != m_now.date();
     m_now = now;
+    // The first fill takes the lists as they are: no copy, and no room to grow.
+    if (m_items.isEmpty() && !items.isEmpty()) {
+        beginInsertRows({}, 0, int(items.size() - 1));
+        m_items = std::move(items);
+        m_placements = std::move(placements);
+        endInsertRows();
+        Q_EMIT countChanged();
+        return;
+    }
     const auto sameId = [](const Item& a, const Item& b) { return a.id == b.id; };
     const qsizetype oldCount = m_items.size();
     const qsizetype newCount = items.size();

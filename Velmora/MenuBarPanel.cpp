@@ -44,8 +44,18 @@ QString MenuBarPanel::checkToolTip(bool done) {
     return done ? QStringLiteral("Mark as not done") : QStringLiteral("Mark as done");
 }
 
+ItemListModel* MenuBarPanel::rows() const {
+    if (!m_rowsWanted) {
+        m_rowsWanted = true;
+        m_rows.setItems(m_store.todayItems(m_now));
+    }
+    return &m_rows;
+}
+
 void MenuBarPanel::recompute(const QDateTime& now) {
-    m_rows.setItems(m_store.todayItems(now));
+    m_now = now;
+    if (m_rowsWanted)
+        m_rows.setItems(m_store.todayItems(now));
     const int due = m_store.dueCount(now);
     QString tip;
     if (!m_store.hasToken())

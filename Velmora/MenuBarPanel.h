@@ -2,6 +2,7 @@
 
 #include "ItemListModel.h"
 
+#include <QDateTime>
 #include <QObject>
 #include <QTimer>
 
@@ -22,7 +23,9 @@ class MenuBarPanel : public QObject {
 public:
     MenuBarPanel(AppDelegate& delegate, QObject* parent = nullptr);
 
-    ItemListModel* rows() const { return &m_rows; }
+    // Filled from the first call on: until the panel is built nothing reads them, and at tens
+    // of thousands of tasks today's list is megabytes, copied again on every change.
+    ItemListModel* rows() const;
     int dueCount() const { return m_dueCount; }
     QString icon() const;
     QString toolTip() const;
@@ -50,6 +53,8 @@ private:
     AppDelegate& m_delegate;
     Store& m_store;
     mutable ItemListModel m_rows;
+    mutable bool m_rowsWanted = false;
+    QDateTime m_now; // of the last recompute
     int m_dueCount = 0;
     QString m_toolTip;
     QTimer m_midnight;

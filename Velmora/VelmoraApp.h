@@ -15,12 +15,14 @@
 #include <QCoroTask>
 #include <QObject>
 #include <QPointer>
-#include <QQmlApplicationEngine>
+#include <QQmlEngine>
 #include <QQuickWindow>
 #include <QSettings>
+#include <QTimer>
 
 #include <memory>
 #include <optional>
+#include <vector>
 
 class Tray;
 class MainWindow;
@@ -60,10 +62,10 @@ public:
     TokenSetup* tokenSetup() const { return m_tokenSetup.get(); }
     Tray* tray() const { return m_tray.get(); }
     MainWindow* mainModel() const { return m_mainWindowModel.get(); }
-    QQmlApplicationEngine& engine() { return *m_engine; }
+    QQmlEngine& engine() { return *m_engine; }
     QQuickWindow* mainWindow() const { return m_mainWindow; }
-    QQuickWindow* panelWindow() const { return m_panelWindow; }
-    // Built on first use.
+    // Both built on first use.
+    QQuickWindow* panelWindow();
     QQuickWindow* settingsWindow();
     bool darkScheme() const { return m_dark; }
 
@@ -107,12 +109,15 @@ private:
     std::unique_ptr<TokenSetup> m_tokenSetup;
     std::unique_ptr<Clipboard> m_clipboard;
     std::unique_ptr<MainWindow> m_mainWindowModel;
-    std::unique_ptr<QQmlApplicationEngine> m_engine;
+    std::unique_ptr<QQmlEngine> m_engine;
+    // The loaded windows, deleted before the engine.
+    std::vector<std::unique_ptr<QObject>> m_roots;
     std::unique_ptr<Tray> m_tray;
     std::unique_ptr<Notifications> m_ownNotifications;
     QPointer<QQuickWindow> m_mainWindow;
     QPointer<QQuickWindow> m_panelWindow;
     QPointer<QQuickWindow> m_settingsWindow;
+    QTimer m_heapTrim;
     QObject* m_style = nullptr;
     bool m_dark = false;
 };

@@ -23,6 +23,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <malloc.h>
 #include <optional>
 #include <spawn.h>
 #include <string>
@@ -35,7 +36,8 @@ extern char** environ;
 
 namespace {
 
-constexpr int itemCount = 1000;
+// Tasks in the snapshot; --items changes it.
+int itemCount = 1000;
 constexpr int settleSeconds = 5;
 constexpr double firstFrameTargetMs = 250;
 constexpr double rssTargetMB = 90;
@@ -74,19 +76,24 @@ std::optional<double> processStartMs() {
     return double(ticks) * 1e3 / double(ticksPerSecond);
 }
 
-std::optional<double> residentMB() {
-    QFile status(QStringLiteral("/proc/self/status"));
+// A "Name:   1234 kB" line of a /proc file, in MiB.
+std::optional<double> procMB(const QString& file, const QByteArray& name) {
+    QFile status(file);
     if (!status.open(QIODevice::ReadOnly))
         return std::nullopt;
     for (const QByteArray& line : status.readAll().split('\n')) {
-        if (!line.startsWith("VmRSS:"))
+        if (!line.startsWith(name))
             continue;
         bool ok = false;
-        const double kB = line.mid(6).trimmed().split(' ').value(0).toDouble(&ok);
+        const double kB = line.mid(name.size()).trimmed().split(' ').value(0).toDouble(&ok);
         if (ok)
             return kB / 1024;
     }
     return std::nullopt;
+}
+
+std::optional<double> residentMB() {
+    return procMB(QStringLiteral("/proc/self/status"), "VmRSS:");
 }
 
 double cpuSeconds() {
@@ -163,6 +170,18 @@ int measure(const QString& folder, int idleSeconds) {
         report("RSS after 5 s", *rss, "MB", 1, rssTargetMB);
     else
         std::printf("RSS unknown: /proc/self/status could not be read\n");
+    // Shared libraries counted by their share: what bench/peer-round.sh reports.
+    if (const auto pss = procMB(QStringLiteral("/proc/self/smaps_rollup"), "Pss:"))
+        note("PSS after 5 s", *pss, "MiB");
+    // PSS (and the clean private pages) move with whatever else maps the same libraries; the
+    // pages the app wrote itself (heap, stacks, relocated data) do not.
+    if (const auto dirty = procMB(QStringLiteral("/proc/self/smaps_rollup"), "Private_Dirty:"))
+        note("written private after 5 s", *dirty, "MiB");
+    // The C heap: what is allocated, and what is free in malloc's lists (whose pages the app
+    // gives back to the system once a document is read).
+    const struct mallinfo2 heap = mallinfo2();
+    note("heap in use", double(heap.uordblks + heap.hblkhd) / (1024 * 1024), "MiB");
+    note("heap free in malloc's lists", double(heap.fordblks) / (1024 * 1024), "MiB");
 
     if (idleSeconds > 0) {
         QElapsedTimer wall;
@@ -192,8 +211,9 @@ int prepareAndLaunch(const char* self, int idleSeconds) {
 
     const std::string path = folder.path().toStdString();
     const std::string idle = std::to_string(idleSeconds);
-    const char* childArguments[] = {self,         measureFlag, path.c_str(), "--idle-seconds",
-                                    idle.c_str(), nullptr};
+    const std::string items = std::to_string(itemCount);
+    const char* childArguments[] = {self,         measureFlag, path.c_str(),  "--idle-seconds",
+                                    idle.c_str(), "--items",   items.c_str(), nullptr};
     pid_t child = 0;
     // posix_spawn takes non-const argument strings for historical reasons; it does not write.
     const int error = posix_spawn(&child, "/proc/self/exe", nullptr, nullptr,
@@ -212,7 +232,7 @@ int prepareAndLaunch(const char* self, int idleSeconds) {
 }
 
 int usage() {
-    std::fprintf(stderr, "usage: velmora-startup-bench [--idle-seconds N]\n"
+    std::fprintf(stderr, "usage: velmora-startup-bench [--idle-seconds N] [--items N]\n"
                          "Run under an X server, e.g. xvfb-run -a -s '-screen 0 1920x1080x24'.\n");
     return 2;
 }
@@ -230,6 +250,12 @@ int main(int argc, char* argv[]) {
             if (*end != '\0' || value < 0 || value > 24 * 3600)
                 return usage();
             idleSeconds = int(value);
+        } else if (argument == "--items" && i + 1 < argc) {
+            char* end = nullptr;
+            const long value = std::strtol(argv[++i], &end, 10);
+            if (*end != '\0' || value < 1 || value > 200000)
+                return usage();
+            itemCount = int(value);
         } else if (argument == measureFlag && i + 1 < argc) {
             measureIn = QString::fromLocal8Bit(argv[++i]);
         } else {

@@ -6,6 +6,8 @@
 # and writes the snapshot. Prints each run and the median and range of:
 #   settled  process start to the moment the app's CPU goes quiet with its window mapped
 #   PSS      proportional set size of the app and any process it started, once settled
+#   CPU      the app's CPU time (every thread) up to settled
+#   written  their private dirty pages: what they wrote themselves (heap, stacks, relocations)
 # Usage: bench/peer-round.sh [--runs N] [--items N] [--build DIR] [-- app arguments]
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -86,6 +88,9 @@ cat >"$work/probe.py" <<'EOF'
 # mapped, read its PSS, then end it.
 import os, signal, subprocess, sys, time
 quiet_s, limit_s = 1.0, 60.0
+# The unmeasured first run ends once the snapshot is on disk: its window may keep a caret
+# blinking in the empty list's add row, which never lets the CPU go quiet.
+until_file = os.environ.get("PROBE_UNTIL_FILE")
 subprocess.run(["gnome-keyring-daemon", "--unlock", "--components=secrets", "--daemonize"],
                input=b"\n", stdout=subprocess.DEVNULL, check=True)
 
@@ -110,12 +115,13 @@ def tree(pid):
             pass
     return out
 
-def pss_kib(pid):
+def rollup_kib(pid, *names):
+    total = 0
     with open(f"/proc/{pid}/smaps_rollup") as f:
         for line in f:
-            if line.startswith("Pss:"):
-                return int(line.split()[1])
-    return 0
+            if line.split(":")[0] in names:
+                total += int(line.split()[1])
+    return total
 
 def mapped():
     listing = subprocess.run(["xwininfo", "-root", "-tree"], capture_output=True, text=True)
@@ -123,7 +129,7 @@ def mapped():
 
 start = time.monotonic()
 app = subprocess.Popen(sys.argv[1:], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-last_cpu, last_busy, seen_window, settled = 0, start, False, None
+last_cpu, last_busy, seen_window, settled, settled_cpu = 0, start, False, None, 0
 while time.monotonic() - start < limit_s and app.poll() is None:
     time.sleep(0.005)
     now = time.monotonic()
@@ -134,9 +140,16 @@ while time.monotonic() - start < limit_s and app.poll() is None:
     if not seen_window and now - last_busy > 0.2:
         seen_window = mapped()
     if seen_window and now - last_busy >= quiet_s:
-        settled = last_busy - start
+        settled, settled_cpu = last_busy - start, cpu
         break
-pss = sum(pss_kib(pid) for pid in tree(app.pid)) if app.poll() is None else 0
+    if until_file and seen_window and os.path.exists(until_file) and now - start > 2.0:
+        settled, settled_cpu = now - start, cpu
+        break
+# PSS shares a library's pages among every process mapping it, so it moves with whatever
+# else runs on the machine; the pages the app wrote itself do not.
+pids = tree(app.pid) if app.poll() is None else []
+pss = sum(rollup_kib(pid, "Pss") for pid in pids)
+written = sum(rollup_kib(pid, "Private_Dirty") for pid in pids)
 app.send_signal(signal.SIGTERM)
 try:
     app.wait(10)
@@ -145,7 +158,7 @@ except subprocess.TimeoutExpired:
 if settled is None:
     print("unsettled")
 else:
-    print(f"{settled * 1000:.0f} {pss / 1024:.1f}")
+    print(f"{settled * 1000:.0f} {pss / 1024:.1f} {settled_cpu / 1e6:.0f} {written / 1024:.1f}")
 EOF
 
 run_once() {
@@ -157,20 +170,23 @@ run_once() {
 }
 
 echo "velmora: $items tasks, demo server on port $port, $(nproc) cores, load $(cut -d' ' -f1-3 /proc/loadavg)"
-first=$(run_once "$@")
+first=$(PROBE_UNTIL_FILE="$home/.local/share/Velmora/server-override/offline-snapshot.json" \
+    run_once "$@")
 [ "$first" != unsettled ] || { echo "the first run did not settle" >&2; exit 1; }
 echo "first run (stores the token, writes the snapshot): $first"
 results=()
 for i in $(seq "$runs"); do
     line=$(run_once "$@")
-    echo "run $i: settled ${line% *} ms, PSS ${line#* } MiB"
+    read -r settled pss cpu written <<<"$line"
+    echo "run $i: settled $settled ms, PSS $pss MiB, CPU $cpu ms, written $written MiB"
     [ "$line" != unsettled ] && results+=("$line")
 done
 [ ${#results[@]} -gt 0 ] || { echo "no run settled" >&2; exit 1; }
 printf '%s\n' "${results[@]}" | python3 -c '
 import statistics, sys
 rows = [tuple(map(float, line.split())) for line in sys.stdin if line.strip()]
-for index, (name, unit) in enumerate((("start -> settled", "ms"), ("PSS", "MiB"))):
+for index, (name, unit) in enumerate((("start -> settled", "ms"), ("PSS", "MiB"),
+                                      ("CPU to settled", "ms"), ("written", "MiB"))):
     values = sorted(row[index] for row in rows)
     print(f"{name}: median {statistics.median(values):.1f} {unit}, "
           f"range {values[0]:.1f} - {values[-1]:.1f} {unit} ({len(values)} runs)")

@@ -179,9 +179,12 @@ VWindow {
         }
     }
 
-    TokenSetupView {
+    // Built the first time the window is signed out, then kept: most launches never show it.
+    Loader {
         anchors.fill: parent
         visible: !store.hasToken
+        active: visible || item !== null
+        sourceComponent: TokenSetupView {}
     }
 
     MainView {

@@ -11,6 +11,7 @@
 #include <cstring>
 #include <limits>
 #include <string>
+#include <utility>
 #include <vector>
 
 QString label(SortField field) {
@@ -60,10 +61,11 @@ const QCollator& collatorFor(const QLocale& locale) {
     return *collator;
 }
 
-// Collation keys of the texts sorted lately, under ICU's collator with the settings above.
-// A key costs about as much to make as a sort's worth of comparisons of its text, so keys are
-// kept across queries (a list is sorted again on every change, with the same titles) and two
-// keys compare as C strings. Qt's own keys cost an allocation each and are not kept.
+// Collation keys of the texts sorted lately, under ICU's collator with the settings above,
+// and their order. A key costs about as much to make as a sort's worth of comparisons of its
+// text, so keys are kept across queries (a list is sorted again on every change, with the same
+// titles), and so is their order: each kept text has a rank, equal keys an equal one, and a
+// query sorts integers. Only a text not seen before is compared, when it is placed.
 class KeyCache {
 public:
     ~KeyCache() { close(); }
@@ -85,17 +87,49 @@ public:
             close();
         return m_collator != nullptr;
     }
-    // Forgets every key once the cache outgrows its bound; call before a query's keys.
+    // Forgets every text once the cache outgrows its bound; call before a query's texts.
     void trim() {
-        if (m_offsets.size() > 50'000 || m_keys.size() > 8 * 1024 * 1024) {
-            m_offsets.clear();
-            m_keys.clear();
-        }
+        if (m_ids.size() > 50'000 || m_keys.size() > 8 * 1024 * 1024)
+            forget();
     }
-    // Where `text`'s key starts in keys(); valid until the next trim().
-    std::size_t offset(const QString& text) {
-        if (const auto found = m_offsets.constFind(text); found != m_offsets.cend())
+    // The text's number in this cache, kept until the next trim(); a new text gets its key.
+    quint32 id(const QString& text) {
+        if (const auto found = m_ids.constFind(text); found != m_ids.cend())
             return found.value();
+        const auto id = quint32(m_keyAt.size());
+        m_keyAt.push_back(makeKey(text));
+        m_rank.push_back(0);
+        m_ids.insert(text, id);
+        return id;
+    }
+    // Places the texts added since the last call; then rank() holds for every id.
+    void rankNew() {
+        const std::size_t placed = m_order.size();
+        if (placed == m_keyAt.size())
+            return;
+        const auto before = [this](quint32 a, quint32 b) { return compare(a, b) < 0; };
+        for (auto id = quint32(placed); id < m_keyAt.size(); ++id)
+            m_order.push_back(id);
+        std::sort(m_order.begin() + std::ptrdiff_t(placed), m_order.end(), before);
+        std::inplace_merge(m_order.begin(), m_order.begin() + std::ptrdiff_t(placed), m_order.end(),
+                           before);
+        quint32 rank = 0;
+        for (std::size_t i = 0; i < m_order.size(); ++i) {
+            if (i > 0 && compare(m_order[i - 1], m_order[i]) != 0)
+                ++rank;
+            m_rank[m_order[i]] = rank;
+        }
+        m_ranks = m_order.empty() ? 0 : rank + 1;
+    }
+    quint32 rank(quint32 id) const { return m_rank[id]; }
+    // How many distinct ranks there are.
+    quint32 ranks() const { return m_ranks; }
+
+private:
+    int compare(quint32 a, quint32 b) const {
+        return std::strcmp(m_keys.data() + m_keyAt[a], m_keys.data() + m_keyAt[b]);
+    }
+    std::size_t makeKey(const QString& text) {
         const std::size_t at = m_keys.size();
         std::size_t room = std::size_t(text.size()) * 3 + 16;
         for (;;) {
@@ -106,32 +140,38 @@ public:
             if (needed <= 0) { // no key: it sorts first
                 m_keys.resize(at + 1);
                 m_keys[at] = '\0';
-                break;
+                return at;
             }
             if (std::size_t(needed) <= room) {
                 m_keys.resize(at + std::size_t(needed));
-                break;
+                return at;
             }
             room = std::size_t(needed);
         }
-        m_offsets.insert(text, at);
-        return at;
     }
-    const char* keys() const { return m_keys.data(); }
-
-private:
     void close() {
         if (m_collator)
             ucol_close(m_collator);
         m_collator = nullptr;
-        m_offsets.clear();
+        forget();
+    }
+    void forget() {
+        m_ids.clear();
+        m_keyAt.clear();
+        m_rank.clear();
+        m_order.clear();
         m_keys.clear();
+        m_ranks = 0;
     }
 
     QLocale m_locale;
     UCollator* m_collator = nullptr;
-    std::string m_keys; // every key ends in a zero byte
-    QHash<QString, std::size_t> m_offsets;
+    std::string m_keys;               // every key ends in a zero byte
+    std::vector<std::size_t> m_keyAt; // by id: where its key starts in m_keys
+    std::vector<quint32> m_rank;      // by id: its place in collation order
+    std::vector<quint32> m_order;     // the placed ids in collation order
+    quint32 m_ranks = 0;
+    QHash<QString, quint32> m_ids;
 };
 
 // What the orderings read, taken once per item rather than once per comparison.
@@ -139,10 +179,9 @@ struct SortKey {
     const Item* item;
     bool done;
     int rank;
-    qint64 due;           // a missing due is the far future
-    qint64 created;       //
-    qint64 completed;     // a missing completion is the distant past
-    std::size_t text = 0; // its collation key, for the sorts that compare text
+    qint64 due;       // a missing due is the far future
+    qint64 created;   //
+    qint64 completed; // a missing completion is the distant past
 };
 
 // A due day as local wall-clock milliseconds. Dues are local midnights, which order as
@@ -174,14 +213,8 @@ const QString& textOf(const Item& item, SortField field) {
     return item.source ? *item.source : none;
 }
 
-// How the text sorts compare: by the keys in one buffer (each ends in a zero byte), or, if
-// ICU could not open a collator, by Qt's.
-struct TextOrder {
-    const char* keys = nullptr;
-    const QCollator* collator = nullptr;
-};
-
-bool flatBefore(const SortKey& a, const SortKey& b, SortField field, const TextOrder& text) {
+// The text sorts compare by Qt's collator only where ICU could not open one (see below).
+bool flatBefore(const SortKey& a, const SortKey& b, SortField field, const QCollator* collator) {
     switch (field) {
     case SortField::due:
         if (a.due == b.due)
@@ -193,9 +226,7 @@ bool flatBefore(const SortKey& a, const SortKey& b, SortField field, const TextO
         return a.due < b.due;
     case SortField::title:
     case SortField::who:
-        if (text.keys)
-            return std::strcmp(text.keys + a.text, text.keys + b.text) < 0;
-        return text.collator->compare(textOf(*a.item, field), textOf(*b.item, field)) < 0;
+        return collator->compare(textOf(*a.item, field), textOf(*b.item, field)) < 0;
     case SortField::added:
         return a.created < b.created;
     }
@@ -307,32 +338,54 @@ QList<Item> candidates(const Document& document, const ViewSettings& view, const
     return out;
 }
 
-QList<Item> visibleItems(const Document& document, const ViewSettings& view, const QDateTime& now) {
-    const auto items = filtered(document, view, now, true);
+namespace {
+
+// The text sorts by the kept ranks: done items last, then the rank (reversed when
+// descending), then document order, in time linear in the items and the kept texts. False
+// when ICU has no collator for the locale.
+bool sortByRank(std::vector<const Item*>& items, SortField field, bool ascending) {
+    thread_local KeyCache cache;
+    if (!cache.open(QLocale()))
+        return false;
+    cache.trim();
+    std::vector<quint32> ids;
+    ids.reserve(items.size());
+    for (const Item* item : items)
+        ids.push_back(cache.id(textOf(*item, field)));
+    cache.rankNew();
+    // A counting sort over (done, rank), which keeps document order within a bucket: open
+    // items take the first half of the buckets, done ones the second.
+    const quint32 ranks = cache.ranks();
+    std::vector<quint32> starts(std::size_t(ranks) * 2 + 1);
+    for (std::size_t i = 0; i < items.size(); ++i) {
+        const quint32 rank = cache.rank(ids[i]);
+        ids[i] = (items[i]->isDone() ? ranks : 0) + (ascending ? rank : ranks - 1 - rank);
+        ++starts[ids[i] + 1];
+    }
+    for (std::size_t bucket = 1; bucket < starts.size(); ++bucket)
+        starts[bucket] += starts[bucket - 1];
+    std::vector<const Item*> sorted(items.size());
+    for (std::size_t i = 0; i < items.size(); ++i)
+        sorted[starts[ids[i]]++] = items[i];
+    items = std::move(sorted);
+    return true;
+}
+
+std::vector<const Item*> visibleOrder(const Document& document, const ViewSettings& view,
+                                      const QDateTime& now) {
+    auto items = filtered(document, view, now, true);
     const bool grouped = isGrouped(view);
     const SortField field = view.sortField;
     const bool ascending = view.sortAscending;
+    const bool byText = !grouped && (field == SortField::title || field == SortField::who);
+    if (byText && sortByRank(items, field, ascending))
+        return items;
 
     std::vector<SortKey> keys;
     keys.reserve(items.size());
     for (const Item* item : items)
         keys.push_back(keyOf(*item));
-
-    // The sorts that compare text compare collation keys rather than collating both strings
-    // on every comparison of the sort.
-    TextOrder text;
-    if (!grouped && (field == SortField::title || field == SortField::who)) {
-        thread_local KeyCache cache;
-        if (cache.open(QLocale())) {
-            cache.trim();
-            for (SortKey& key : keys)
-                key.text = cache.offset(textOf(*key.item, field));
-            text.keys = cache.keys();
-        } else {
-            text.collator = &collatorFor(QLocale());
-        }
-    }
-
+    const QCollator* collator = byText ? &collatorFor(QLocale()) : nullptr;
     // Stable, so items the ordering calls equal keep document order.
     std::stable_sort(keys.begin(), keys.end(), [&](const SortKey& a, const SortKey& b) {
         // Done items sink to the bottom in every sort and direction.
@@ -340,13 +393,21 @@ QList<Item> visibleItems(const Document& document, const ViewSettings& view, con
             return !a.done;
         if (grouped)
             return sectionBefore(a, b);
-        return ascending ? flatBefore(a, b, field, text) : flatBefore(b, a, field, text);
+        return ascending ? flatBefore(a, b, field, collator) : flatBefore(b, a, field, collator);
     });
+    for (std::size_t i = 0; i < keys.size(); ++i)
+        items[i] = keys[i].item;
+    return items;
+}
 
+} // namespace
+
+QList<Item> visibleItems(const Document& document, const ViewSettings& view, const QDateTime& now) {
+    const auto items = visibleOrder(document, view, now);
     QList<Item> out;
-    out.reserve(qsizetype(keys.size()));
-    for (const auto& key : keys)
-        out.push_back(*key.item);
+    out.reserve(qsizetype(items.size()));
+    for (const Item* item : items)
+        out.push_back(*item);
     return out;
 }
 

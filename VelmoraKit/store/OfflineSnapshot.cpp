@@ -102,6 +102,8 @@ std::optional<OfflineSnapshot> OfflineSnapshot::decode(QByteArrayView json) {
     if (!decoded)
         return std::nullopt;
     out.wireDocument = *decoded;
+    // Decoded in the base64 text's buffer, a third larger; the copy kept is cut to size.
+    out.wireDocument.squeeze();
 
     const auto version = integer(root->find(u"syncedVersion"), std::numeric_limits<qint64>::min(),
                                  std::numeric_limits<qint64>::max());

@@ -6,10 +6,22 @@
 #include "WireFormats.h"
 #include "WireJson.h"
 
+namespace {
+// The baseline with the queued edits applied on top.
+Document replayed(const WireDocument& wire, const QList<PendingOp>& queue) {
+    Document document = WireMapping::document(wire);
+    for (const auto& op : queue)
+        PendingOps::apply(op, document, QDateTime::currentDateTimeUtc());
+    return document;
+}
+} // namespace
+
 void Store::restore() {
     m_disk.removeStrayTemporaries();
     const auto snapshot = m_disk.load();
-    if (!snapshot || !WireCompat::decodeDocument(snapshot->wireDocument)) {
+    // Decoded once: the check that the baseline reads is also the document shown.
+    const auto wire = snapshot ? WireCompat::decodeDocument(snapshot->wireDocument) : std::nullopt;
+    if (!wire) {
         // The start is empty, but the file may hold queued edits: it goes aside instead of
         // being overwritten by the next save, and the user hears of it after the first load.
         if (m_disk.setAside())
@@ -26,8 +38,7 @@ void Store::restore() {
     m_strikes = snapshot->strikes;
     m_savedQueue = m_queue;
     m_savedStrikes = m_strikes;
-    if (auto rebuilt = rebuiltFromBaseline())
-        m_document = std::move(*rebuilt);
+    m_document = replayed(*wire, m_queue);
 }
 
 void Store::persist() {
@@ -61,8 +72,5 @@ std::optional<Document> Store::rebuiltFromBaseline() const {
     const auto wire = WireCompat::decodeDocument(*m_syncedWire);
     if (!wire)
         return std::nullopt;
-    Document document = WireMapping::document(*wire);
-    for (const auto& op : m_queue)
-        PendingOps::apply(op, document, QDateTime::currentDateTimeUtc());
-    return document;
+    return replayed(*wire, m_queue);
 }

@@ -174,6 +174,28 @@ private Q_SLOTS:
         QCOMPARE(ids(ListQueries::visibleItems(ties, view, now)), order);
     }
 
+    // The title order is kept between calls; texts first seen later must fall into place
+    // among the kept ones, a case variant level with its twin (document order between them).
+    void titlesSeenLaterFallIntoPlace() {
+        const ViewSettings view = with([](ViewSettings& v) { v.sortField = SortField::title; });
+        Document doc;
+        doc.items = {make("m", "mango", 1), make("c", "cherry", 1), make("t", "tomato", 1)};
+        QCOMPARE(ids(ListQueries::visibleItems(doc, view, now)), QString("cmt"));
+        doc.items.push_back(make("a", "apricot", 1));
+        doc.items.push_back(make("K", "CHERRY", 1));
+        doc.items.push_back(make("p", "Peach 10", 1));
+        doc.items.push_back(make("q", "peach 9", 1));
+        doc.items[1].title = QStringLiteral("zucchini"); // a rename
+        QCOMPARE(ids(ListQueries::visibleItems(doc, view, now)), QString("aKmqptc"));
+        doc.items.push_back(make("C", "cherry", 1)); // the old title, kept, comes back
+        QCOMPARE(ids(ListQueries::visibleItems(doc, view, now)), QString("aKCmqptc"));
+        const ViewSettings descending = with([](ViewSettings& v) {
+            v.sortField = SortField::title;
+            v.sortAscending = false;
+        });
+        QCOMPARE(ids(ListQueries::visibleItems(doc, descending, now)), QString("ctpqmKCa"));
+    }
+
     void groupedOrder() {
         // Open by date, ties by priority then newest; done ones by latest completion, a
         // missing completion counting as the oldest.
