@@ -124,11 +124,7 @@ private Q_SLOTS:
         QFETCH(int, status);
         QFETCH(QByteArray, body);
         QFETCH(QString, outcome);
-        ServerProcess::Fault fault;
-        fault.path = QStringLiteral("/api/ai/briefing");
-        fault.status = status;
-        fault.body = body;
-        server->inject(fault);
+        server->injectOn("POST", "/api/ai/briefing", status, 1, 0, body);
         APIClient client(server->baseURL(), server->createUser(QStringLiteral("runner")));
         QString got = QStringLiteral("ok");
         try {
@@ -266,11 +262,7 @@ private Q_SLOTS:
                 202);
         QTRY_VERIFY_WITH_TIMEOUT(
             (await(rig.store.refreshLatestBriefing()), rig.store.latestBriefingAt()), 5000);
-        ServerProcess::Fault counting;
-        counting.method = QStringLiteral("GET");
-        counting.path = QStringLiteral("/api/ai/briefing");
-        counting.count = 100;
-        server->inject(counting);
+        server->injectOn("GET", "/api/ai/briefing", std::nullopt, 100); // counts them
         rig.store.watchForBriefing(rig.store.latestBriefingAt());
         QTRY_VERIFY_WITH_TIMEOUT(server->pendingFaults() <= 95, 5000);
         rig.store.watchForBriefing(rig.store.latestBriefingAt());
@@ -336,10 +328,7 @@ private Q_SLOTS:
         panel.run();
         QTRY_VERIFY_WITH_TIMEOUT(!panel.running(), 5000);
         QCOMPARE(panel.notice(), QStringLiteral("Nothing has changed since your last briefing."));
-        ServerProcess::Fault failing;
-        failing.path = QStringLiteral("/api/ai/briefing");
-        failing.status = 500;
-        server->inject(failing);
+        server->injectOn("POST", "/api/ai/briefing", 500);
         panel.run();
         QTRY_VERIFY_WITH_TIMEOUT(!panel.running(), 5000);
         QCOMPARE(panel.notice(), QStringLiteral("That didn't work. Try again in a moment."));

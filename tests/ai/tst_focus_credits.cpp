@@ -348,11 +348,7 @@ private Q_SLOTS:
         QVERIFY(store.usage()->tasksFull());
 
         // A failed read keeps what was shown.
-        ServerProcess::Fault fault;
-        fault.method = QStringLiteral("GET");
-        fault.path = QStringLiteral("/api/usage");
-        fault.status = 500;
-        server->inject(fault);
+        server->injectOn("GET", "/api/usage", 500);
         await(store.refreshUsage());
         QVERIFY(store.usage()->tasksFull());
     }

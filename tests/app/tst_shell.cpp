@@ -713,11 +713,7 @@ private Q_SLOTS:
         QVERIFY(Shell::textItem(main, QStringLiteral("5 left · never expire")));
         QVERIFY(Shell::textItem(main, QStringLiteral("1 of 1 used")));
         const QString spentLot = credits->snapshot()->lots[1].id;
-        ServerProcess::Fault counting;
-        counting.method = QStringLiteral("GET");
-        counting.path = QStringLiteral("/api/ai/credits");
-        counting.count = 100;
-        server->inject(counting);
+        server->injectOn("GET", "/api/ai/credits", std::nullopt, 100); // counts them
         credits->toggle(spentLot);
         QTRY_VERIFY_WITH_TIMEOUT(Shell::textItem(main, QStringLiteral("You asked for it")), 5000);
         shell.screenshots(main, QStringLiteral("credits"));
@@ -1100,11 +1096,7 @@ private Q_SLOTS:
 
         // The prompts: a 204 keeps the built-in four; the admin's pair replaces them.
         SamplePromptsModel prompts;
-        ServerProcess::Fault noContent;
-        noContent.method = QStringLiteral("GET");
-        noContent.path = QStringLiteral("/api/prompts");
-        noContent.status = 204;
-        signIn.inject(noContent);
+        signIn.injectOn("GET", "/api/prompts", 204);
         await(prompts.runLoad());
         QCOMPARE(prompts.count(), 4);
         QCOMPARE(signIn.admin("PUT", QStringLiteral("/admin/prompts"), twoPrompts).status, 200);

@@ -183,12 +183,7 @@ private Q_SLOTS:
         QFETCH(QByteArray, body);
         QFETCH(QString, expected);
         APIClient client(server->baseURL(), server->createUser(QStringLiteral("framed")));
-        ServerProcess::Fault fault;
-        fault.method = QStringLiteral("GET");
-        fault.path = path;
-        fault.status = status;
-        fault.body = body;
-        server->inject(fault);
+        server->injectOn("GET", path, status, 1, 0, body);
         const QString got = outcome([&]() -> QCoro::Task<> {
             if (path == u"/api/people") {
                 auto task = client.people();
@@ -212,11 +207,7 @@ private Q_SLOTS:
         AccountRig a(*server, false, 5000);
         a.store.setSharedWaitingFromInbox(ShareInbox{QList<Incoming>(3), {}});
         QCOMPARE(a.store.sharedWaiting(), 3);
-        ServerProcess::Fault fault;
-        fault.method = QStringLiteral("GET");
-        fault.path = QStringLiteral("/api/share");
-        fault.status = 500;
-        server->inject(fault);
+        server->injectOn("GET", "/api/share", 500);
         await(a.store.refresh(false));
         QTRY_COMPARE_WITH_TIMEOUT(server->pendingFaults(), 0, 5000);
         QTest::qWait(50);
@@ -306,10 +297,7 @@ private Q_SLOTS:
         QCOMPARE(row[QStringLiteral("line")].toString(), QStringLiteral("Ana sent this"));
 
         // A failed accept says so and keeps the row.
-        ServerProcess::Fault fault;
-        fault.path = QStringLiteral("/api/share");
-        fault.status = 500;
-        server->inject(fault);
+        server->injectOn("POST", "/api/share", 500);
         const QString shareId = row[QStringLiteral("id")].toString();
         inboxB.accept(shareId);
         QTRY_COMPARE_WITH_TIMEOUT(inboxB.refusal(), PeopleScreen::shareFailed, 5000);
