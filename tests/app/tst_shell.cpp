@@ -71,6 +71,14 @@ struct Shell {
              Priority priority = Priority::medium) {
         return await(app->store()->add(title, {}, {}, section, {}, priority, {}, LocalID::make()));
     }
+    // The main window at the size of the screenshots, on screen.
+    QQuickWindow* wideWindow() {
+        QQuickWindow* main = app->mainWindow();
+        main->resize(1180, 760);
+        if (!QTest::qWaitForWindowExposed(main, 5000))
+            throw std::runtime_error("the main window did not show");
+        return main;
+    }
     // What `window` shows in both schemes, the pointer resting off every control.
     void screenshots(QQuickWindow* window, const QString& name) {
         QTest::mouseMove(window, QPoint(window->width() - 2, window->height() - 2));
@@ -517,9 +525,7 @@ private Q_SLOTS:
         MainWindow* window = shell.app->mainModel();
         QCOMPARE(window->aiTab(), QStringLiteral("updates"));
         QCOMPARE(window->suggestionCount(), 6);
-        QQuickWindow* main = shell.app->mainWindow();
-        main->resize(1180, 760);
-        QVERIFY(QTest::qWaitForWindowExposed(main, 5000));
+        QQuickWindow* main = shell.wideWindow();
         QQuickItem* pane = nullptr;
         QTRY_VERIFY_WITH_TIMEOUT((pane = Shell::named(main, QStringLiteral("reviewPane"))), 5000);
         auto* review = qobject_cast<ReviewPaneModel*>(pane->property("model").value<QObject*>());
@@ -655,9 +661,7 @@ private Q_SLOTS:
         const std::unique_ptr<APIClient> api = store->freshClient();
         await(api->dismissFinding(store->document().items[0].id, QStringLiteral("chase"),
                                   QStringLiteral("chase"), std::nullopt));
-        QQuickWindow* main = shell.app->mainWindow();
-        main->resize(1180, 760);
-        QVERIFY(QTest::qWaitForWindowExposed(main, 5000));
+        QQuickWindow* main = shell.wideWindow();
         MainWindow* window = shell.app->mainModel();
         window->setAiTab(QStringLiteral("tune"));
         window->openAI();
@@ -772,9 +776,7 @@ private Q_SLOTS:
                  200);
         Shell shell(*server, tokenFile);
         Store* store = shell.app->store();
-        QQuickWindow* main = shell.app->mainWindow();
-        main->resize(1180, 760);
-        QVERIFY(QTest::qWaitForWindowExposed(main, 5000));
+        QQuickWindow* main = shell.wideWindow();
         QTRY_VERIFY_WITH_TIMEOUT(store->briefingUnread(), 10000);
         QTRY_VERIFY_WITH_TIMEOUT(Shell::named(main, QStringLiteral("briefingDot")), 2000);
         screenshot(main, QStringLiteral("briefing-unread"));
@@ -803,9 +805,7 @@ private Q_SLOTS:
     void rulesAreMadePausedAndDeleted() {
         const QString user = QStringLiteral("ruler");
         Shell shell(*server, tokenFileFor(*server, user));
-        QQuickWindow* main = shell.app->mainWindow();
-        main->resize(1180, 760);
-        QVERIFY(QTest::qWaitForWindowExposed(main, 5000));
+        QQuickWindow* main = shell.wideWindow();
         shell.app->mainModel()->showScreen(QStringLiteral("rules"));
         QQuickItem* view = nullptr;
         QTRY_VERIFY_WITH_TIMEOUT((view = Shell::named(main, QStringLiteral("rulesView"))), 5000);
@@ -1184,9 +1184,7 @@ private Q_SLOTS:
                                               Section::action, {}, {}, Priority::medium, {}));
         await(rosa.sendTask(sam, second, QString()));
 
-        QQuickWindow* main = shell.app->mainWindow();
-        main->resize(1180, 760);
-        QVERIFY(QTest::qWaitForWindowExposed(main, 5000));
+        QQuickWindow* main = shell.wideWindow();
         shell.app->delegate()->router()->openInvitation(QStringLiteral("K7QM2X9P"));
         QQuickItem* pane = nullptr;
         QTRY_VERIFY_WITH_TIMEOUT((pane = Shell::named(main, QStringLiteral("peoplePane"))), 5000);
