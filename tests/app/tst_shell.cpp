@@ -1066,6 +1066,9 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(Shell::named(main, QStringLiteral("thisComputer")), 5000);
         QCOMPARE(Shell::unnamedControls(main).join(u", "), QString());
         const QString thisDevice = connections->list().devices[0].hash;
+        connections->setNewName(QStringLiteral("  "));
+        await(connections->runMint()); // a blank name mints nothing
+        QVERIFY(!connections->minted() && connections->list().tokens.isEmpty());
         connections->setNewName(QStringLiteral(" Claude "));
         Shell::click(shell.find(main, QStringLiteral("generateToken")));
         QTRY_VERIFY_WITH_TIMEOUT(connections->minted(), 5000);
