@@ -867,6 +867,19 @@ private Q_SLOTS:
         Shell::click(shell.find(main, QStringLiteral("deleteRule")));
         QTRY_VERIFY_WITH_TIMEOUT(server->document(user).document.rules.isEmpty(), 5000);
         QTRY_COMPARE_WITH_TIMEOUT(rules->rules()->count(), 0, 5000);
+
+        // A rule deleted elsewhere while its question is open leaves nothing to confirm.
+        QVERIFY(await(shell.app->store()->createRule(RuleAction::exclude, RuleField::title,
+                                                     RuleOp::contains, QStringLiteral("x"),
+                                                     std::nullopt, QStringLiteral("r"))));
+        rules->requestDelete(shell.app->store()->rules()[0].id);
+        QTRY_VERIFY_WITH_TIMEOUT(question->property("opened").toBool(), 2000);
+        auto emptied = server->document(user).document;
+        emptied.rules.clear();
+        server->replaceDocument(user, emptied);
+        await(shell.app->store()->refresh(false));
+        QTRY_VERIFY_WITH_TIMEOUT(!question->property("visible").toBool(), 2000);
+        QVERIFY(rules->confirmingDelete().isEmpty());
     }
 
     void settingsTakeEffectAtOnce() {
