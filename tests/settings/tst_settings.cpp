@@ -140,9 +140,13 @@ private Q_SLOTS:
                                   {{QStringLiteral("daily"), true}}, 8,
                                   QStringLiteral("Europe/Oslo")));
         await(client.unregisterPush(QStringLiteral("device-1")));
-        QCOMPARE(
-            post(*server, token, "/api/push/register", R"({"device_token":"d","daily_hour":24})"),
-            400);
+        // Each body lacks only the one thing named: an hour of the day, boolean kinds.
+        for (const char* bad :
+             {R"("daily_hour":24,"kinds":{})", R"("daily_hour":8,"kinds":{"a":1})"})
+            QCOMPARE(post(*server, token, "/api/push/register",
+                          R"({"device_token":"d","environment":"p","tz":"UTC",)" + QByteArray(bad) +
+                              "}"),
+                     400);
         APIClient signedOut(server->baseURL());
         QVERIFY_THROWS_EXCEPTION(APIError, await(signedOut.unregisterPush(QStringLiteral("d"))));
         QVERIFY(await(client.aiSettings()).timezone == QStringLiteral("Europe/Oslo"));
