@@ -187,22 +187,18 @@ private Q_SLOTS:
         QTest::addColumn<QString>("agentLower");
 
         const QDateTime at(QDate(2026, 3, 1), QTime(9, 15), Qt::UTC);
-        QTest::newRow("whole seconds")
-            << QByteArray(R"("created_at":"2026-03-01T09:15:00Z","agent":"Claude",)")
-            << "2026-03-01T09:15:00Z" << at << "Claude"
-            << "Claude";
-        QTest::newRow("fraction") << QByteArray(R"("created_at":"2026-03-01T09:15:00.250Z",)")
-                                  << "2026-03-01T09:15:00.250Z" << at.addMSecs(250)
-                                  << "Your AI agent"
-                                  << "your AI agent";
-        QTest::newRow("not a date") << QByteArray(R"("created_at":"yesterday","agent":null,)")
-                                    << "yesterday" << QDateTime() << "Your AI agent"
-                                    << "your AI agent";
-        QTest::newRow("none") << QByteArray() << QString() << QDateTime() << "Your AI agent"
-                              << "your AI agent";
-        QTest::newRow("not a string") << QByteArray(R"("created_at":5,"agent":3,)") << QString()
-                                      << QDateTime() << "Your AI agent"
-                                      << "your AI agent";
+        const auto row = [](const char* name, const QByteArray& extra, const QString& raw,
+                            const QDateTime& date, const char* agent = "Your AI agent",
+                            const char* lower = "your AI agent") {
+            QTest::newRow(name) << extra << raw << date << agent << lower;
+        };
+        row("whole seconds", R"("created_at":"2026-03-01T09:15:00Z","agent":"Claude",)",
+            "2026-03-01T09:15:00Z", at, "Claude", "Claude");
+        row("fraction", R"("created_at":"2026-03-01T09:15:00.250Z",)", "2026-03-01T09:15:00.250Z",
+            at.addMSecs(250));
+        row("not a date", R"("created_at":"yesterday","agent":null,)", "yesterday", {});
+        row("none", {}, {}, {});
+        row("not a string", R"("created_at":5,"agent":3,)", {}, {});
     }
 
     void metadata() {
@@ -252,44 +248,28 @@ private Q_SLOTS:
         QTest::addColumn<QString>("line");
         QTest::addColumn<QString>("verb"); // the row's tag
 
-        QTest::newRow("add") << add << false << QString() << "Call Dana"
-                             << "Add";
-        QTest::newRow("complete") << onItem("complete", "i1") << false << "i1"
-                                  << "Send the deck"
-                                  << "Done";
-        QTest::newRow("remove done item") << onItem("remove", "i2") << false << "i2"
-                                          << "Budget reply"
-                                          << "Remove";
-        QTest::newRow("complete gone")
-            << onItem("complete", "i9") << true << QString() << "This item is no longer here"
-            << "Done";
-        QTest::newRow("update") << update("i1", R"({"due":null,"title":"x"})") << false << "i1"
-                                << "Send the deck — change title, due"
-                                << "Change";
-        QTest::newRow("update empty patch") << update("i1", "{}") << false << "i1"
-                                            << "Send the deck — change "
-                                            << "Change";
-        QTest::newRow("update gone")
-            << update("I1", "{}") << true << QString() << "This item is no longer here"
-            << "Change";
-        QTest::newRow("add rule") << addRule << false << QString()
-                                  << "Exclude items where title contains PTO, OOO"
-                                  << "Rule";
-        QTest::newRow("update rule")
-            << onRule("update_rule", "r1") << false << QString() << "Change a rule"
-            << "Rule";
-        QTest::newRow("remove rule")
-            << onRule("remove_rule", "r1") << false << QString() << "Delete a rule"
-            << "Rule";
-        QTest::newRow("pause rule")
-            << onRule("pause_rule", "r1") << false << QString() << "Pause a rule"
-            << "Rule";
-        QTest::newRow("pause rule gone")
-            << onRule("pause_rule", "i1") << true << QString() << "That rule is no longer here"
-            << "Rule";
-        QTest::newRow("unknown") << unknown << false << QString()
-                                 << "A newer kind of suggestion — review it on the website"
-                                 << "Rule";
+        const auto row = [](const char* name, const QByteArray& delta, bool stale,
+                            const char* target, const char* line, const char* verb) {
+            QTest::newRow(name) << delta << stale << QString(target) << line << verb;
+        };
+        const char* gone = "This item is no longer here";
+        row("add", add, false, "", "Call Dana", "Add");
+        row("complete", onItem("complete", "i1"), false, "i1", "Send the deck", "Done");
+        row("remove done item", onItem("remove", "i2"), false, "i2", "Budget reply", "Remove");
+        row("complete gone", onItem("complete", "i9"), true, "", gone, "Done");
+        row("update", update("i1", R"({"due":null,"title":"x"})"), false, "i1",
+            "Send the deck — change title, due", "Change");
+        row("update empty patch", update("i1", "{}"), false, "i1", "Send the deck — change ",
+            "Change");
+        row("update gone", update("I1", "{}"), true, "", gone, "Change");
+        row("add rule", addRule, false, "", "Exclude items where title contains PTO, OOO", "Rule");
+        row("update rule", onRule("update_rule", "r1"), false, "", "Change a rule", "Rule");
+        row("remove rule", onRule("remove_rule", "r1"), false, "", "Delete a rule", "Rule");
+        row("pause rule", onRule("pause_rule", "r1"), false, "", "Pause a rule", "Rule");
+        row("pause rule gone", onRule("pause_rule", "i1"), true, "", "That rule is no longer here",
+            "Rule");
+        row("unknown", unknown, false, "", "A newer kind of suggestion — review it on the website",
+            "Rule");
     }
 
     void resolvesAndDescribes() {
@@ -461,12 +441,12 @@ private Q_SLOTS:
         QTest::addColumn<QString>("typed");
         QTest::addColumn<QString>("sent");
 
-        QTest::newRow("blanks only keep the agent's title") << "   "
-                                                            << "Call Dana";
-        QTest::newRow("sent untrimmed") << "  Call Dana "
-                                        << "  Call Dana ";
-        QTest::newRow("rewritten") << "Ring Dana"
-                                   << "Ring Dana";
+        const auto row = [](const char* name, const char* typed, const char* sent) {
+            QTest::newRow(name) << typed << sent;
+        };
+        row("blanks only keep the agent's title", "   ", "Call Dana");
+        row("sent untrimmed", "  Call Dana ", "  Call Dana ");
+        row("rewritten", "Ring Dana", "Ring Dana");
     }
 
     void editedTitles() {

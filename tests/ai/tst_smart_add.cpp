@@ -367,10 +367,7 @@ private Q_SLOTS:
         APIClient noToken(server->baseURL()), wrongToken(server->baseURL(), "vl-wrong");
         QCOMPARE(kindOf(noToken.smartInsert("x")), Kind(APIError::Kind::notConfigured));
         QCOMPARE(kindOf(wrongToken.smartInsert("x")), Kind(APIError::Kind::unauthorised));
-        ServerProcess::Fault outage;
-        outage.path = QStringLiteral("/api/ai/smart-insert");
-        outage.status = 503;
-        server->inject(outage);
+        server->injectOn("POST", "/api/ai/smart-insert", 503);
         QCOMPARE(kindOf(client.smartInsert("x")), Kind(APIError::Kind::server));
         QCOMPARE(TestAwait::await(client.smartInsert(" \n")),
                  SmartInsertOutcome(SmartInsertRefused{SmartInsertRefusal::failed, 0, 30}));

@@ -126,113 +126,120 @@ private Q_SLOTS:
     void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
     void cleanupTestCase() { server.reset(); }
 
-    void subtitle_data() {
-        QTest::addColumn<int>("due");
-        QTest::addColumn<int>("late");
-        QTest::addColumn<QString>("text");
-        QTest::newRow("nothing") << 0 << 0 << "Nothing due";
-        QTest::newRow("due") << 3 << 0 << "3 due now";
-        QTest::newRow("late") << 3 << 1 << "3 due now · 1 late";
-    }
-    void subtitle() {
-        QFETCH(int, due);
-        QFETCH(int, late);
-        QTEST(MainScreen::subtitle(due, late), "text");
-    }
-
-    void toolbarWords() {
-        QCOMPARE(MainScreen::aiButtonLabel(std::nullopt), "AI Assistant");
-        QCOMPARE(MainScreen::aiButtonToolTip(Proposal{}), "Briefings, updates, credits and tuning");
+    // The window's words and choices as functions of its state, one row each.
+    void words_data() {
+        QTest::addColumn<QString>("got");
+        QTest::addColumn<QString>("expected");
+        const auto row = [](const char* name, const QString& got, const QString& expected) {
+            QTest::newRow(name) << got << expected;
+        };
+        row("subtitle, nothing", MainScreen::subtitle(0, 0), "Nothing due");
+        row("subtitle, due", MainScreen::subtitle(3, 0), "3 due now");
+        row("subtitle, late", MainScreen::subtitle(3, 1), "3 due now · 1 late");
+        row("AI button", MainScreen::aiButtonLabel(std::nullopt), "AI Assistant");
+        row("AI tip", MainScreen::aiButtonToolTip(Proposal{}),
+            "Briefings, updates, credits and tuning");
         Proposal proposal;
         proposal.deltas = {ProposalDelta{}, ProposalDelta{}};
-        QCOMPARE(MainScreen::aiButtonLabel(proposal), "2 suggested");
-        QCOMPARE(MainScreen::aiButtonToolTip(proposal), "Your AI agent suggests some changes");
+        row("AI button, proposal", MainScreen::aiButtonLabel(proposal), "2 suggested");
+        row("AI tip, proposal", MainScreen::aiButtonToolTip(proposal),
+            "Your AI agent suggests some changes");
         proposal.agent = QStringLiteral("Claude");
-        QCOMPARE(MainScreen::aiButtonToolTip(proposal), "Claude suggests some changes");
+        row("AI tip, agent", MainScreen::aiButtonToolTip(proposal), "Claude suggests some changes");
         const QLocale c(QLocale::English, QLocale::UnitedKingdom);
-        QCOMPARE(MainScreen::refreshToolTip(std::nullopt, c), QString());
-        QCOMPARE(MainScreen::refreshToolTip(QDateTime(QDate(2026, 1, 2), QTime(14, 5)), c),
-                 "Last refreshed 14:05");
+        row("never refreshed", MainScreen::refreshToolTip(std::nullopt, c), "");
+        row("refreshed", MainScreen::refreshToolTip(QDateTime(QDate(2026, 1, 2), QTime(14, 5)), c),
+            "Last refreshed 14:05");
         // The add row's priority: medium, high, low, and round again.
         Priority p = Priority::medium;
         QStringList tips;
         for (int i = 0; i < 4; ++i, p = MainScreen::nextPriority(p))
             tips << MainScreen::priorityToolTip(p);
-        QCOMPARE(
-            tips,
-            QStringList({"Priority: Medium. Click to change.", "Priority: High. Click to change.",
-                         "Priority: Low. Click to change.", "Priority: Medium. Click to change."}));
+        row("priority cycle", tips.join(u'|'),
+            "Priority: Medium. Click to change.|Priority: High. Click to change.|"
+            "Priority: Low. Click to change.|Priority: Medium. Click to change.");
         // Two-state controls name what a click will do.
-        QCOMPARE(QStringList({MainScreen::detailsButtonLabel(true),
-                              MainScreen::detailsButtonLabel(false),
-                              MainScreen::detailsButtonToolTip(true),
-                              MainScreen::detailsButtonToolTip(false)}),
-                 QStringList({"Hide details", "Show details", "Hide the details pane",
-                              "Show the details pane"}));
-        QCOMPARE(MainScreen::sortOrderToolTip(false), "Descending — click for ascending");
-        QCOMPARE(MainScreen::sortOrderToolTip(true), "Ascending — click for descending");
-        QCOMPARE(MainScreen::hideDoneToolTip(true), "Show done items");
-        QCOMPARE(MainScreen::hideDoneToolTip(false), "Hide done items");
-        QCOMPARE(MainScreen::keepMineLabel(1), "Keep my 1 offline edit");
-        QCOMPARE(MainScreen::keepMineLabel(3), "Keep my 3 offline edits");
-    }
+        row("details shown", MainScreen::detailsButtonLabel(true), "Hide details");
+        row("details hidden", MainScreen::detailsButtonLabel(false), "Show details");
+        row("details tip, shown", MainScreen::detailsButtonToolTip(true), "Hide the details pane");
+        row("details tip, hidden", MainScreen::detailsButtonToolTip(false),
+            "Show the details pane");
+        row("descending", MainScreen::sortOrderToolTip(false), "Descending — click for ascending");
+        row("ascending", MainScreen::sortOrderToolTip(true), "Ascending — click for descending");
+        row("done hidden", MainScreen::hideDoneToolTip(true), "Show done items");
+        row("done shown", MainScreen::hideDoneToolTip(false), "Hide done items");
+        row("keep one edit", MainScreen::keepMineLabel(1), "Keep my 1 offline edit");
+        row("keep edits", MainScreen::keepMineLabel(3), "Keep my 3 offline edits");
 
-    void filterSummary_data() {
-        QTest::addColumn<ViewSettings>("view");
-        QTest::addColumn<QString>("summary");
-        QTest::newRow("none") << ViewSettings{} << "Showing everything";
+        row("no filter", MainScreen::filterSummary(ViewSettings{}), "Showing everything");
         ViewSettings all;
         all.flaggedFilter = true;
         all.sectionFilter = Section::waiting;
         all.priorityFilter = Priority::high;
         all.channelFilter = Channel::teams;
         all.search = QStringLiteral("dana ");
-        QTest::newRow("all, in order")
-            << all << "Showing flagged, waiting on, high priority, from teams, matching “dana ”";
+        row("every filter, in order", MainScreen::filterSummary(all),
+            "Showing flagged, waiting on, high priority, from teams, matching “dana ”");
         ViewSettings blank;
         blank.search = QStringLiteral("  ");
-        QTest::newRow("blank search") << blank << "Showing everything";
-    }
-    void filterSummary() {
-        QFETCH(ViewSettings, view);
-        QTEST(MainScreen::filterSummary(view), "summary");
-    }
+        row("blank search", MainScreen::filterSummary(blank), "Showing everything");
+        const auto empty = [](bool filtered, bool showAll) {
+            const auto state = MainScreen::emptyState(filtered, showAll);
+            return state.title + u'|' + state.button;
+        };
+        row("empty, filtered", empty(true, false), "Nothing matches|Clear filters");
+        row("empty, all", empty(false, true), "Nothing here|");
+        row("empty, today", empty(false, false), "Nothing due now|");
 
-    void chips() {
-        const QMap<Section, int> counts{{Section::action, 4}, {Section::note, 1}};
-        const auto chips = MainScreen::chips(Section::action, counts);
-        QCOMPARE(chips.size(), 4);
-        QVERIFY(!chips[0].selected && !chips[0].count);
-        QCOMPARE(chips[1].toolTip, "Showing Actions only — click to show everything");
-        QCOMPARE(chips[2].toolTip, "Show Waiting on only");
-        QCOMPARE(chips[2].accessibleName, "Waiting on: 0 outstanding");
-        QCOMPARE(chips[3].accessibleName, "Notes: 1 outstanding");
+        const auto chips =
+            MainScreen::chips(Section::action, {{Section::action, 4}, {Section::note, 1}});
+        row("chips", QString::number(chips.size()), "4");
+        row("chip All", QStringLiteral("%1 %2").arg(chips[0].selected).arg(bool(chips[0].count)),
+            "0 0");
+        row("chip selected", chips[1].toolTip, "Showing Actions only — click to show everything");
+        row("chip other", chips[2].toolTip, "Show Waiting on only");
+        row("chip none outstanding", chips[2].accessibleName, "Waiting on: 0 outstanding");
+        row("chip outstanding", chips[3].accessibleName, "Notes: 1 outstanding");
         // A second click on the selected chip shows everything; "All" always does.
-        QCOMPARE(MainScreen::chipClicked(Section::action, Section::action), std::nullopt);
-        QCOMPARE(MainScreen::chipClicked(Section::action, Section::note), Section::note);
-        QCOMPARE(MainScreen::chipClicked(Section::note, std::nullopt), std::nullopt);
-    }
+        const auto clicked = [](std::optional<Section> filter, std::optional<Section> chip) {
+            const auto left = MainScreen::chipClicked(filter, chip);
+            return left ? Wire::string(*left) : QStringLiteral("none");
+        };
+        row("selected chip again", clicked(Section::action, Section::action), "none");
+        row("another chip", clicked(Section::action, Section::note), "note");
+        row("chip All clicked", clicked(Section::note, std::nullopt), "none");
 
-    void emptyStates_data() {
-        QTest::addColumn<bool>("filtered");
-        QTest::addColumn<bool>("showAll");
-        QTest::addColumn<QString>("title");
-        QTest::addColumn<QString>("button");
-        QTest::newRow("filtered") << true << false << "Nothing matches"
-                                  << "Clear filters";
-        QTest::newRow("all") << false << true << "Nothing here"
-                             << "";
-        QTest::newRow("today") << false << false << "Nothing due now"
-                               << "";
-    }
-    void emptyStates() {
-        QFETCH(bool, filtered);
-        QFETCH(bool, showAll);
-        const auto state = MainScreen::emptyState(filtered, showAll);
-        QTEST(state.title, "title");
-        QTEST(state.button, "button");
-    }
+        const QList<Item> list{item("a", Section::action), item("b", Section::action)};
+        row("selection kept", MainScreen::followSelection("b", list), "b");
+        row("selection gone", MainScreen::followSelection("gone", list), "a");
+        row("no selection", MainScreen::followSelection({}, list), "a");
+        row("empty list", MainScreen::followSelection("a", {}), "");
+        // A row that left hands the selection to the next row still listed, else the one above.
+        const QList<Item> before{item("x", Section::action), item("a", Section::action),
+                                 item("y", Section::action), item("b", Section::action)};
+        row("left: next row", MainScreen::followSelection("y", list, before), "b");
+        row("never listed", MainScreen::followSelection("gone", list, before), "a");
+        row("left: row above",
+            MainScreen::followSelection("y", {item("x", Section::action)}, before), "x");
 
+        const auto rule = [](Origin origin, int learnedFrom, int applyCount) {
+            Rule rule;
+            rule.createdBy = origin;
+            rule.learnedFrom = learnedFrom;
+            rule.applyCount = applyCount;
+            const RuleLine shown = RulesScreen::line(rule);
+            return shown.author + u'|' + shown.history;
+        };
+        row("rule: yours, once", rule(Origin::user, 0, 1), "You|Created by you · Applied 1 time");
+        row("rule: learned, never", rule(Origin::ai, 3, 0),
+            "Your AI|Learned from 3 rejections · Never applied yet");
+        row("rule: learned once, often", rule(Origin::ai, 1, 12),
+            "Your AI|Learned from 1 rejections · Applied 12 times");
+    }
+    void words() {
+        QFETCH(QString, got);
+        QTEST(got, "expected");
+    }
     // Grouped: "Due Now" (open, then done) and then each section without its due items;
     // any customisation gives one flat list.
     void rows() {
@@ -258,20 +265,6 @@ private Q_SLOTS:
         ViewSettings section;
         section.sectionFilter = Section::note;
         QVERIFY(MainScreen::rows(visible, section, now).placements.first().sectionRedundant);
-    }
-
-    void selectionFollowsTheList() {
-        const QList<Item> list{item("a", Section::action), item("b", Section::action)};
-        QCOMPARE(MainScreen::followSelection("b", list), "b");
-        QCOMPARE(MainScreen::followSelection("gone", list), "a");
-        QCOMPARE(MainScreen::followSelection({}, list), "a");
-        QCOMPARE(MainScreen::followSelection("a", {}), QString());
-        // A row that left hands the selection to the next row still listed, else the one above.
-        const QList<Item> before{item("x", Section::action), item("a", Section::action),
-                                 item("y", Section::action), item("b", Section::action)};
-        QCOMPARE(MainScreen::followSelection("y", list, before), "b");
-        QCOMPARE(MainScreen::followSelection("gone", list, before), "a");
-        QCOMPARE(MainScreen::followSelection("y", {item("x", Section::action)}, before), "x");
     }
 
     // The model keeps rows that stay and moves only what changed, for views and testers.
@@ -302,31 +295,28 @@ private Q_SLOTS:
         QCOMPARE(model.data(model.index(1), ItemListModel::TitleRole).toString(), "renamed");
     }
 
-    // Rows as "id:group"; a view that follows only the model's signals sees every heading.
+    // Rows as "id:group" joined by commas; a view that follows only the model's signals sees
+    // every heading.
     void rowsHeadingsFollow_data() {
         QTest::addColumn<QStringList>("before");
         QTest::addColumn<QStringList>("after");
         QTest::addColumn<QStringList>("headings");
-        QTest::newRow("search cleared: a row returns above a group's first")
-            << QStringList{"a:Actions", "w2:Waiting on"}
-            << QStringList{"a:Actions", "w1:Waiting on", "w2:Waiting on"}
-            << QStringList{"Actions", "Waiting on", ""};
-        QTest::newRow("search typed: a group's first row goes")
-            << QStringList{"a:Actions", "w1:Waiting on", "w2:Waiting on"}
-            << QStringList{"a:Actions", "w2:Waiting on"} << QStringList{"Actions", "Waiting on"};
-        QTest::newRow("a save moves a kept row to the next group")
-            << QStringList{"a1:Actions", "a2:Actions", "w:Waiting on"}
-            << QStringList{"a1:Actions", "a2:Waiting on", "w:Waiting on"}
-            << QStringList{"Actions", "Waiting on", ""};
-        QTest::newRow("a row comes in under a kept row that changed group")
-            << QStringList{"a:Actions", "w:Waiting on"}
-            << QStringList{"a:Waiting on", "x:Waiting on", "w:Waiting on"}
-            << QStringList{"Waiting on", "", ""};
-        QTest::newRow("the last row of a group goes")
-            << QStringList{"d:Due Now", "a:Actions", "n:Notes"}
-            << QStringList{"d:Due Now", "n:Notes"} << QStringList{"Due Now", "Notes"};
-        QTest::newRow("flat") << QStringList{"a:", "b:"} << QStringList{"b:", "a:", "c:"}
-                              << QStringList{"", "", ""};
+        const auto row = [](const char* name, const char* before, const char* after,
+                            const char* headings) {
+            const auto list = [](const char* text) { return QString::fromUtf8(text).split(u','); };
+            QTest::newRow(name) << list(before) << list(after) << list(headings);
+        };
+        row("search cleared: a row returns above a group's first", "a:Actions,w2:Waiting on",
+            "a:Actions,w1:Waiting on,w2:Waiting on", "Actions,Waiting on,");
+        row("search typed: a group's first row goes", "a:Actions,w1:Waiting on,w2:Waiting on",
+            "a:Actions,w2:Waiting on", "Actions,Waiting on");
+        row("a save moves a kept row to the next group", "a1:Actions,a2:Actions,w:Waiting on",
+            "a1:Actions,a2:Waiting on,w:Waiting on", "Actions,Waiting on,");
+        row("a row comes in under a kept row that changed group", "a:Actions,w:Waiting on",
+            "a:Waiting on,x:Waiting on,w:Waiting on", "Waiting on,,");
+        row("the last row of a group goes", "d:Due Now,a:Actions,n:Notes", "d:Due Now,n:Notes",
+            "Due Now,Notes");
+        row("flat", "a:,b:", "b:,a:,c:", ",,");
     }
     void rowsHeadingsFollow() {
         QFETCH(QStringList, before);
@@ -578,31 +568,6 @@ private Q_SLOTS:
                  "Suggested rules — these change what your AI agent may suggest in future");
     }
 
-    void ruleLines_data() {
-        QTest::addColumn<int>("origin");
-        QTest::addColumn<int>("learnedFrom");
-        QTest::addColumn<int>("applyCount");
-        QTest::addColumn<QString>("line");
-        QTest::newRow("yours, once")
-            << int(Origin::user) << 0 << 1 << "You|Created by you · Applied 1 time";
-        QTest::newRow("learned, never")
-            << int(Origin::ai) << 3 << 0 << "Your AI|Learned from 3 rejections · Never applied yet";
-        QTest::newRow("learned once, often")
-            << int(Origin::ai) << 1 << 12 << "Your AI|Learned from 1 rejections · Applied 12 times";
-    }
-    void ruleLines() {
-        QFETCH(int, origin);
-        QFETCH(int, learnedFrom);
-        QFETCH(int, applyCount);
-        QFETCH(QString, line);
-        Rule rule;
-        rule.createdBy = Origin(origin);
-        rule.learnedFrom = learnedFrom;
-        rule.applyCount = applyCount;
-        const RuleLine shown = RulesScreen::line(rule);
-        QCOMPARE(shown.author + u'|' + shown.history, line);
-    }
-
     // A cap refusal is the window's to show; the Store's copy is cleared at once.
     void limitReasonIsTakenOver() {
         auto h = signedIn();
@@ -655,7 +620,7 @@ private Q_SLOTS:
 
     // The form is rebuilt only when the pane moves to another item; a newer copy of the same
     // item leaves the fields and brings up the save bar, and "Revert" takes the newer copy.
-    void editsResetOnlyOnAnotherItem() {
+    void itemForm() {
         EditorRig f(*server);
         const QString a = f.add(QStringLiteral("First"));
         const QString b = f.add(QStringLiteral("Second"));
@@ -700,13 +665,9 @@ private Q_SLOTS:
 
         editor.setItemId(QStringLiteral("gone"));
         QVERIFY(!editor.exists() && editor.title().isEmpty() && !editor.canSave());
-    }
 
-    void saveSendsTrimmedTitleAndNullForClearedWho() {
-        EditorRig f(*server);
+        // A save sends the trimmed title and clears who; a blank title cannot be saved.
         const QString id = f.add(QStringLiteral("Call"), QStringLiteral("Ana"));
-        ItemEditor editor;
-        editor.setStore(&f.store);
         editor.setItemId(id);
         editor.setTitle(QStringLiteral(" \n "));
         QVERIFY(editor.dirty() && !editor.canSave());
@@ -723,12 +684,8 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(f.stored(id).title == QStringLiteral("Call Ana"), 5000);
         QVERIFY(!f.stored(id).source.has_value());
         QCOMPARE(f.stored(id).section, Section::waiting);
-    }
 
-    void linksChangeOnlyTheFormUntilSaved() {
-        EditorRig f(*server);
-        ItemEditor editor;
-        editor.setStore(&f.store);
+        // Links change only the form until it is saved; three at most, each address once.
         editor.setItemId(f.add(QStringLiteral("Read up")));
         for (int i = 1; i <= 3; ++i) {
             QVERIFY(editor.hasRoomForLink());
@@ -751,7 +708,7 @@ private Q_SLOTS:
         QVERIFY(!editor.canAddLink());
     }
 
-    void draftAddsOnceAndReportsDone() {
+    void draftForm() {
         EditorRig f(*server);
         DraftEditor draft;
         draft.setStore(&f.store);
@@ -776,20 +733,15 @@ private Q_SLOTS:
         QCOMPARE(items.first().section, Section::waiting);
         QCOMPARE(items.first().links, seed.links);
         QVERIFY(!items.first().source.has_value());
-    }
 
-    void draftStaysWhenTheStoreRefuses() {
-        EditorRig f(*server);
-        DraftEditor draft;
-        draft.setStore(&f.store);
+        // Refused by the Store: the draft stays as typed.
         draft.setTitle(QStringLiteral("Kept"));
         draft.setNote(QStringLiteral("Typed"));
-        QSignalSpy done(&draft, &DraftEditor::done);
         QSignalSpy cancelled(&draft, &DraftEditor::cancelled);
         server->failNext(QStringLiteral("addItem"), 500);
         draft.add();
         QTRY_VERIFY_WITH_TIMEOUT(!draft.adding(), 5000);
-        QCOMPARE(done.count(), 0);
+        QCOMPARE(done.count(), 1);
         QVERIFY(draft.canAdd() && draft.note() == QStringLiteral("Typed"));
         draft.cancel();
         QCOMPARE(cancelled.count(), 1);
@@ -824,12 +776,6 @@ private Q_SLOTS:
         editor->setProperty("title", QStringLiteral("Edited"));
         editor->setProperty("due", QDateTime::currentDateTime());
         QVERIFY(editor->property("due").toDateTime().isValid());
-        if (const QString folder = qEnvironmentVariable("VELMORA_SCREENSHOT_DIR");
-            !folder.isEmpty()) {
-            QTest::qWait(400); // the switch's handle slides
-            window.grabWindow().save(
-                QDir(folder).filePath(QFileInfo(file).fileName() + QStringLiteral(".png")));
-        }
         if (file != u"list/ItemDetail.qml") {
             // The form opens with the title field taking the keys.
             QTRY_VERIFY_WITH_TIMEOUT(
@@ -854,9 +800,6 @@ private Q_SLOTS:
         QMetaObject::invokeMethod(dueButton, "clicked");
         auto* calendar = dueButton->findChild<QObject*>(QStringLiteral("calendar"));
         QTRY_VERIFY_WITH_TIMEOUT(calendar->property("opened").toBool(), 2000);
-        if (const QString folder = qEnvironmentVariable("VELMORA_SCREENSHOT_DIR");
-            !folder.isEmpty())
-            window.grabWindow().save(QDir(folder).filePath(QStringLiteral("calendar.png")));
         QMetaObject::invokeMethod(calendar, "close");
         // The popover and the confirmation open on the editor's flags and report back.
         for (const char* flag : {"sending", "confirmingDelete"}) {

@@ -36,6 +36,17 @@ using TestAwait::await;
 
 namespace {
 
+// Screenshots go where VELMORA_SCREENSHOT_DIR says, when it says.
+void screenshot(QQuickWindow* window, const QString& name) {
+    const QString folder = qEnvironmentVariable("VELMORA_SCREENSHOT_DIR");
+    if (folder.isEmpty())
+        return;
+    QDir().mkpath(folder);
+    QTRY_VERIFY_WITH_TIMEOUT(window->isExposed(), 5000);
+    QTest::qWait(300);
+    QVERIFY(window->grabWindow().save(QDir(folder).filePath(name + QStringLiteral(".png"))));
+}
+
 // The app as `velmora` builds it, on a private keychain, data folder and settings file.
 struct Shell {
     QTemporaryDir dir;
@@ -54,6 +65,31 @@ struct Shell {
         app = std::make_unique<VelmoraApp>(options);
         if (!await(app->start()))
             throw std::runtime_error("the windows did not load");
+        // A keyring of the test's own may hold the sign-in back on purpose.
+        if (!tokenFile.isEmpty() && !keyring &&
+            !QTest::qWaitFor([&] { return app->store()->hasToken(); }, 10000))
+            throw std::runtime_error("the token file did not sign in");
+    }
+    bool add(const QString& title, Section section = Section::action,
+             Priority priority = Priority::medium) {
+        return await(app->store()->add(title, {}, {}, section, {}, priority, {}, LocalID::make()));
+    }
+    // The main window at the size of the screenshots, on screen.
+    QQuickWindow* wideWindow() {
+        QQuickWindow* main = app->mainWindow();
+        main->resize(1180, 760);
+        if (!QTest::qWaitForWindowExposed(main, 5000))
+            throw std::runtime_error("the main window did not show");
+        return main;
+    }
+    // What `window` shows in both schemes, the pointer resting off every control.
+    void screenshots(QQuickWindow* window, const QString& name) {
+        QTest::mouseMove(window, QPoint(window->width() - 2, window->height() - 2));
+        for (const char* scheme : {"light", "dark"}) {
+            app->prefs()->setAppearanceText(QString::fromLatin1(scheme));
+            screenshot(window, name + u'-' + QLatin1String(scheme));
+        }
+        app->prefs()->setAppearanceText(QStringLiteral("light"));
     }
 
     // Items made by a Repeater have a visual parent only, so the search walks that tree.
@@ -136,7 +172,8 @@ struct Shell {
 };
 
 // A token file for a fresh account, so a test owns its list.
-QString tokenFileFor(ServerProcess& server, const QTemporaryDir& dir, const QString& user) {
+QString tokenFileFor(ServerProcess& server, const QString& user) {
+    static QTemporaryDir dir;
     const QString path = dir.filePath(user + QStringLiteral(".token"));
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly))
@@ -158,17 +195,6 @@ QObject* popup(QQuickWindow* window, const QString& name) {
 
 const QByteArray twoPrompts = R"({"prompts":[{"id":"a","title":"A","subtitle":"","text":"1"},)"
                               R"({"id":"b","title":"B","subtitle":"","text":"2"}]})";
-
-// Screenshots go where VELMORA_SCREENSHOT_DIR says, when it says.
-void screenshot(QQuickWindow* window, const QString& name) {
-    const QString folder = qEnvironmentVariable("VELMORA_SCREENSHOT_DIR");
-    if (folder.isEmpty())
-        return;
-    QDir().mkpath(folder);
-    QTRY_VERIFY_WITH_TIMEOUT(window->isExposed(), 5000);
-    QTest::qWait(300);
-    QVERIFY(window->grabWindow().save(QDir(folder).filePath(name + QStringLiteral(".png"))));
-}
 
 // A keyring whose writes wait until let go, as one whose unlock prompt is up.
 class HeldKeyring final : public SecretStore {
@@ -254,7 +280,6 @@ private Q_SLOTS:
     void tokenFileConnectsAndThePanelCountsWhatIsDue() {
         Shell shell(*server, server->demoTokenFile());
         Store* store = shell.app->store();
-        QTRY_VERIFY_WITH_TIMEOUT(store->hasToken(), 10000);
         QTRY_VERIFY_WITH_TIMEOUT(!store->document().items.isEmpty(), 10000);
         QQuickWindow* main = shell.app->mainWindow();
         QTRY_COMPARE_WITH_TIMEOUT(
@@ -290,10 +315,8 @@ private Q_SLOTS:
 
     // Typing in the add row and pressing Return puts the row in the list and on the server.
     void theAddRowAddsARow() {
-        QTemporaryDir tokens;
-        Shell shell(*server, tokenFileFor(*server, tokens, QStringLiteral("adder")));
+        Shell shell(*server, tokenFileFor(*server, QStringLiteral("adder")));
         Store* store = shell.app->store();
-        QTRY_VERIFY_WITH_TIMEOUT(store->hasToken(), 10000);
         QQuickWindow* main = shell.app->mainWindow();
         QVERIFY(QTest::qWaitForWindowExposed(main, 5000));
         QTRY_VERIFY_WITH_TIMEOUT(Shell::textItem(main, QStringLiteral("Nothing here")), 5000);
@@ -340,14 +363,11 @@ private Q_SLOTS:
 
     // Select a row, edit its title in the pane, save: the server's document changes.
     void editAndSaveReachesTheServer() {
-        QTemporaryDir tokens;
         const QString user = QStringLiteral("editor");
-        Shell shell(*server, tokenFileFor(*server, tokens, user));
+        Shell shell(*server, tokenFileFor(*server, user));
         Store* store = shell.app->store();
-        QTRY_VERIFY_WITH_TIMEOUT(store->hasToken(), 10000);
         for (const char* title : {"First", "Second"})
-            QVERIFY(await(store->add(QString::fromUtf8(title), {}, {}, Section::action, {},
-                                     Priority::medium, {}, LocalID::make())));
+            QVERIFY(shell.add(QString::fromUtf8(title)));
         QQuickWindow* main = shell.app->mainWindow();
         QVERIFY(QTest::qWaitForWindowExposed(main, 5000));
         QTRY_VERIFY_WITH_TIMEOUT(Shell::textItem(main, QStringLiteral("Second")), 5000);
@@ -396,18 +416,15 @@ private Q_SLOTS:
     }
     void theConflictDialogAsksAndEachAnswerHolds() {
         QFETCH(bool, keepMine);
-        QTemporaryDir tokens;
         const QString user = keepMine ? QStringLiteral("keeper") : QStringLiteral("yielder");
-        Shell shell(*server, tokenFileFor(*server, tokens, user));
+        Shell shell(*server, tokenFileFor(*server, user));
         Store* store = shell.app->store();
         // One answer is photographed in each scheme.
         const QString appearance = keepMine ? QStringLiteral("light") : QStringLiteral("dark");
         shell.app->prefs()->setAppearanceText(appearance);
-        QTRY_VERIFY_WITH_TIMEOUT(store->hasToken(), 10000);
         await(store->refresh(false));
         store->pathUpdated(false);
-        QVERIFY(await(store->add(QStringLiteral("Mine"), {}, {}, Section::action, {},
-                                 Priority::medium, {}, LocalID::make())));
+        QVERIFY(shell.add(QStringLiteral("Mine")));
         // The queued edit is on disk once the window has drawn it.
         const auto queuedOnDisk = [&] {
             const auto snapshot = OfflineDisk(shell.dir.filePath(QStringLiteral("data"))).load();
@@ -485,8 +502,7 @@ private Q_SLOTS:
         screenshot(main, QStringLiteral("draft-smart-add-") + appearance);
         window->closeDraft(false);
         store->pathUpdated(false);
-        QVERIFY(await(store->add(QStringLiteral("Written on the train"), {}, {}, Section::note, {},
-                                 Priority::low, {}, LocalID::make())));
+        QVERIFY(shell.add(QStringLiteral("Written on the train"), Section::note, Priority::low));
         QTRY_VERIFY_WITH_TIMEOUT(shell.find(main, QStringLiteral("offlineBadge"))->isVisible(),
                                  2000);
         screenshot(main, QStringLiteral("offline-") + appearance);
@@ -499,14 +515,11 @@ private Q_SLOTS:
     // Updates tab; rows are marked from the keyboard and the add's title typed over; a
     // refused answer keeps the marks; the answer lands. Newer kinds alone stay pending.
     void reviewAnswersTheProposal() {
-        QTemporaryDir tokens;
         const QString user = QStringLiteral("reviewer");
-        Shell shell(*server, tokenFileFor(*server, tokens, user));
+        Shell shell(*server, tokenFileFor(*server, user));
         Store* store = shell.app->store();
-        QTRY_VERIFY_WITH_TIMEOUT(store->hasToken(), 10000);
         for (const char* title : {"Draft budget", "Renew passport"})
-            QVERIFY(await(store->add(QString::fromUtf8(title), {}, {}, Section::action, {},
-                                     Priority::medium, {}, LocalID::make())));
+            QVERIFY(shell.add(QString::fromUtf8(title)));
         QTRY_COMPARE_WITH_TIMEOUT(store->queuedEdits(), 0, 5000);
         const QString budget = store->document().items[0].id;
         const QString passport = store->document().items[1].id;
@@ -528,9 +541,7 @@ private Q_SLOTS:
         MainWindow* window = shell.app->mainModel();
         QCOMPARE(window->aiTab(), QStringLiteral("updates"));
         QCOMPARE(window->suggestionCount(), 6);
-        QQuickWindow* main = shell.app->mainWindow();
-        main->resize(1180, 760);
-        QVERIFY(QTest::qWaitForWindowExposed(main, 5000));
+        QQuickWindow* main = shell.wideWindow();
         QQuickItem* pane = nullptr;
         QTRY_VERIFY_WITH_TIMEOUT((pane = Shell::named(main, QStringLiteral("reviewPane"))), 5000);
         auto* review = qobject_cast<ReviewPaneModel*>(pane->property("model").value<QObject*>());
@@ -572,10 +583,7 @@ private Q_SLOTS:
         QCOMPARE(review->state().edits.value(QStringLiteral("add:0")),
                  QStringLiteral("Reply to Dana today"));
         QCOMPARE(primary()->property("text").toString(), QStringLiteral("Accept (3)"));
-        screenshot(main, QStringLiteral("review-light"));
-        shell.app->prefs()->setAppearanceText(QStringLiteral("dark"));
-        screenshot(main, QStringLiteral("review-dark"));
-        shell.app->prefs()->setAppearanceText(QStringLiteral("light"));
+        shell.screenshots(main, QStringLiteral("review"));
 
         // Refused: the marks stay and the Store's words show. Return answers on the button.
         server->failNext(QStringLiteral("resolveProposal"), 500);
@@ -633,11 +641,7 @@ private Q_SLOTS:
         Shell::click(Shell::named(main, QStringLiteral("reviewHelpButton")));
         QTRY_VERIFY_WITH_TIMEOUT(Shell::named(main, QStringLiteral("updatesHelp")), 2000);
         QTRY_VERIFY_WITH_TIMEOUT(Shell::textItem(main, QStringLiteral("What an update is")), 2000);
-        QTest::mouseMove(main, QPoint(main->width() - 2, main->height() - 2));
-        screenshot(main, QStringLiteral("updates-help-light"));
-        shell.app->prefs()->setAppearanceText(QStringLiteral("dark"));
-        screenshot(main, QStringLiteral("updates-help-dark"));
-        shell.app->prefs()->setAppearanceText(QStringLiteral("light"));
+        shell.screenshots(main, QStringLiteral("updates-help"));
         Shell::click(Shell::named(main, QStringLiteral("helpBack")));
         QTRY_VERIFY_WITH_TIMEOUT(Shell::named(main, QStringLiteral("reviewRows")), 2000);
         // "Later" puts it off; with nothing waiting the tab says where suggestions come from.
@@ -648,20 +652,12 @@ private Q_SLOTS:
         QCOMPARE(window->suggestionCount(), 0);
         window->openAI();
         QTRY_VERIFY_WITH_TIMEOUT(Shell::named(main, QStringLiteral("updatesEmpty")), 5000);
-        QTest::mouseMove(main, QPoint(main->width() - 2, main->height() - 2));
-        screenshot(main, QStringLiteral("updates-empty-light"));
-        shell.app->prefs()->setAppearanceText(QStringLiteral("dark"));
-        screenshot(main, QStringLiteral("updates-empty-dark"));
-        shell.app->prefs()->setAppearanceText(QStringLiteral("light"));
+        shell.screenshots(main, QStringLiteral("updates-empty"));
         // The pane's own help follows its tab: the briefing's here.
         window->setAiTab(QStringLiteral("briefing"));
         Shell::click(shell.find(main, QStringLiteral("aiHelpButton")));
         QTRY_VERIFY_WITH_TIMEOUT(Shell::named(main, QStringLiteral("briefingHelp")), 2000);
-        QTest::mouseMove(main, QPoint(main->width() - 2, main->height() - 2));
-        screenshot(main, QStringLiteral("briefing-help-light"));
-        shell.app->prefs()->setAppearanceText(QStringLiteral("dark"));
-        screenshot(main, QStringLiteral("briefing-help-dark"));
-        shell.app->prefs()->setAppearanceText(QStringLiteral("light"));
+        shell.screenshots(main, QStringLiteral("briefing-help"));
         Shell::click(Shell::named(main, QStringLiteral("helpBack")));
         QTRY_VERIFY_WITH_TIMEOUT(!Shell::named(main, QStringLiteral("briefingHelp")), 2000);
         window->setAiTab(QStringLiteral("updates"));
@@ -673,20 +669,15 @@ private Q_SLOTS:
     // The Tune and Credits tabs against the server: the focus list cleaned and kept or put
     // back, a handled finding let back, and the ledger's lots with their runs fetched once.
     void tuneAndCreditsTabs() {
-        QTemporaryDir tokens;
         const QString user = QStringLiteral("tuner");
-        Shell shell(*server, tokenFileFor(*server, tokens, user));
+        Shell shell(*server, tokenFileFor(*server, user));
         Store* store = shell.app->store();
-        QTRY_VERIFY_WITH_TIMEOUT(store->hasToken(), 10000);
-        QVERIFY(await(store->add(QStringLiteral("Send the Acme invoice"), {}, {}, Section::action,
-                                 {}, Priority::medium, {}, LocalID::make())));
+        QVERIFY(shell.add(QStringLiteral("Send the Acme invoice")));
         QTRY_COMPARE_WITH_TIMEOUT(store->queuedEdits(), 0, 5000);
         const std::unique_ptr<APIClient> api = store->freshClient();
         await(api->dismissFinding(store->document().items[0].id, QStringLiteral("chase"),
                                   QStringLiteral("chase"), std::nullopt));
-        QQuickWindow* main = shell.app->mainWindow();
-        main->resize(1180, 760);
-        QVERIFY(QTest::qWaitForWindowExposed(main, 5000));
+        QQuickWindow* main = shell.wideWindow();
         MainWindow* window = shell.app->mainModel();
         window->setAiTab(QStringLiteral("tune"));
         window->openAI();
@@ -721,11 +712,7 @@ private Q_SLOTS:
         QVERIFY(Shell::textItem(
             main, QStringLiteral("Chase · ") +
                       QLocale().toString(QDate::currentDate(), QStringLiteral("MMM d"))));
-        QTest::mouseMove(main, QPoint(main->width() - 2, main->height() - 2));
-        screenshot(main, QStringLiteral("tune-light"));
-        shell.app->prefs()->setAppearanceText(QStringLiteral("dark"));
-        screenshot(main, QStringLiteral("tune-dark"));
-        shell.app->prefs()->setAppearanceText(QStringLiteral("light"));
+        shell.screenshots(main, QStringLiteral("tune"));
         Shell::click(Shell::named(main, QStringLiteral("letComeBack")));
         QTRY_VERIFY_WITH_TIMEOUT(
             Shell::textItem(main, QStringLiteral("Nothing yet. Findings you "
@@ -746,18 +733,10 @@ private Q_SLOTS:
         QVERIFY(Shell::textItem(main, QStringLiteral("5 left · never expire")));
         QVERIFY(Shell::textItem(main, QStringLiteral("1 of 1 used")));
         const QString spentLot = credits->snapshot()->lots[1].id;
-        ServerProcess::Fault counting;
-        counting.method = QStringLiteral("GET");
-        counting.path = QStringLiteral("/api/ai/credits");
-        counting.count = 100;
-        server->inject(counting);
+        server->injectOn("GET", "/api/ai/credits", std::nullopt, 100); // counts them
         credits->toggle(spentLot);
         QTRY_VERIFY_WITH_TIMEOUT(Shell::textItem(main, QStringLiteral("You asked for it")), 5000);
-        QTest::mouseMove(main, QPoint(main->width() - 2, main->height() - 2));
-        screenshot(main, QStringLiteral("credits-light"));
-        shell.app->prefs()->setAppearanceText(QStringLiteral("dark"));
-        screenshot(main, QStringLiteral("credits-dark"));
-        shell.app->prefs()->setAppearanceText(QStringLiteral("light"));
+        shell.screenshots(main, QStringLiteral("credits"));
         credits->toggle(spentLot);
         QTRY_VERIFY_WITH_TIMEOUT(!Shell::textItem(main, QStringLiteral("You asked for it")), 2000);
         credits->toggle(spentLot);
@@ -788,9 +767,8 @@ private Q_SLOTS:
     // The Briefing tab on a fresh briefing: the unread dot until the tab opens, the cards,
     // and the hint closed for good.
     void briefingTab() {
-        QTemporaryDir tokens;
         const QString user = QStringLiteral("briefer");
-        const QString tokenFile = tokenFileFor(*server, tokens, user);
+        const QString tokenFile = tokenFileFor(*server, user);
         WireDocument document;
         const QString today = LocalDay::string(QDateTime::currentDateTime());
         const QString old = QDateTime::currentDateTimeUtc().addDays(-40).toString(Qt::ISODate);
@@ -814,9 +792,7 @@ private Q_SLOTS:
                  200);
         Shell shell(*server, tokenFile);
         Store* store = shell.app->store();
-        QQuickWindow* main = shell.app->mainWindow();
-        main->resize(1180, 760);
-        QVERIFY(QTest::qWaitForWindowExposed(main, 5000));
+        QQuickWindow* main = shell.wideWindow();
         QTRY_VERIFY_WITH_TIMEOUT(store->briefingUnread(), 10000);
         QTRY_VERIFY_WITH_TIMEOUT(Shell::named(main, QStringLiteral("briefingDot")), 2000);
         screenshot(main, QStringLiteral("briefing-unread"));
@@ -829,11 +805,7 @@ private Q_SLOTS:
         QVERIFY(Shell::named(main, QStringLiteral("focusChip")));
         QVERIFY(Shell::named(main, QStringLiteral("briefingHint")));
         QCOMPARE(Shell::unnamedControls(main).join(u", "), QString());
-        QTest::mouseMove(main, QPoint(main->width() - 2, main->height() - 2));
-        screenshot(main, QStringLiteral("briefing-light"));
-        shell.app->prefs()->setAppearanceText(QStringLiteral("dark"));
-        screenshot(main, QStringLiteral("briefing-dark"));
-        shell.app->prefs()->setAppearanceText(QStringLiteral("light"));
+        shell.screenshots(main, QStringLiteral("briefing"));
         Shell::click(Shell::textItem(main, QStringLiteral("Got it")));
         QTRY_VERIFY_WITH_TIMEOUT(!Shell::named(main, QStringLiteral("briefingHint")), 2000);
         QVERIFY(shell.app->prefs()->briefingHelpHintDone());
@@ -847,14 +819,9 @@ private Q_SLOTS:
     }
 
     void rulesAreMadePausedAndDeleted() {
-        QTemporaryDir tokens;
         const QString user = QStringLiteral("ruler");
-        Shell shell(*server, tokenFileFor(*server, tokens, user));
-        Store* store = shell.app->store();
-        QTRY_VERIFY_WITH_TIMEOUT(store->hasToken(), 10000);
-        QQuickWindow* main = shell.app->mainWindow();
-        main->resize(1180, 760);
-        QVERIFY(QTest::qWaitForWindowExposed(main, 5000));
+        Shell shell(*server, tokenFileFor(*server, user));
+        QQuickWindow* main = shell.wideWindow();
         shell.app->mainModel()->showScreen(QStringLiteral("rules"));
         QQuickItem* view = nullptr;
         QTRY_VERIFY_WITH_TIMEOUT((view = Shell::named(main, QStringLiteral("rulesView"))), 5000);
@@ -894,11 +861,7 @@ private Q_SLOTS:
         QCOMPARE(stored[0].reason, QStringLiteral("Meetings wait"));
         QCOMPARE(rules->rules()->lines()[0].sentence,
                  QStringLiteral("Recategorise items where title contains standup"));
-        QTest::mouseMove(main, QPoint(main->width() - 2, main->height() - 2));
-        screenshot(main, QStringLiteral("rules-light"));
-        shell.app->prefs()->setAppearanceText(QStringLiteral("dark"));
-        screenshot(main, QStringLiteral("rules-dark"));
-        shell.app->prefs()->setAppearanceText(QStringLiteral("light"));
+        shell.screenshots(main, QStringLiteral("rules"));
 
         Shell::click(shell.find(main, QStringLiteral("pauseButton")));
         QTRY_COMPARE_WITH_TIMEOUT(server->document(user).document.rules[0].status,
@@ -920,6 +883,19 @@ private Q_SLOTS:
         Shell::click(shell.find(main, QStringLiteral("deleteRule")));
         QTRY_VERIFY_WITH_TIMEOUT(server->document(user).document.rules.isEmpty(), 5000);
         QTRY_COMPARE_WITH_TIMEOUT(rules->rules()->count(), 0, 5000);
+
+        // A rule deleted elsewhere while its question is open leaves nothing to confirm.
+        QVERIFY(await(shell.app->store()->createRule(RuleAction::exclude, RuleField::title,
+                                                     RuleOp::contains, QStringLiteral("x"),
+                                                     std::nullopt, QStringLiteral("r"))));
+        rules->requestDelete(shell.app->store()->rules()[0].id);
+        QTRY_VERIFY_WITH_TIMEOUT(question->property("opened").toBool(), 2000);
+        auto emptied = server->document(user).document;
+        emptied.rules.clear();
+        server->replaceDocument(user, emptied);
+        await(shell.app->store()->refresh(false));
+        QTRY_VERIFY_WITH_TIMEOUT(!question->property("visible").toBool(), 2000);
+        QVERIFY(rules->confirmingDelete().isEmpty());
     }
 
     void settingsTakeEffectAtOnce() {
@@ -1120,6 +1096,9 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(Shell::named(main, QStringLiteral("thisComputer")), 5000);
         QCOMPARE(Shell::unnamedControls(main).join(u", "), QString());
         const QString thisDevice = connections->list().devices[0].hash;
+        connections->setNewName(QStringLiteral("  "));
+        await(connections->runMint()); // a blank name mints nothing
+        QVERIFY(!connections->minted() && connections->list().tokens.isEmpty());
         connections->setNewName(QStringLiteral(" Claude "));
         Shell::click(shell.find(main, QStringLiteral("generateToken")));
         QTRY_VERIFY_WITH_TIMEOUT(connections->minted(), 5000);
@@ -1150,11 +1129,7 @@ private Q_SLOTS:
 
         // The prompts: a 204 keeps the built-in four; the admin's pair replaces them.
         SamplePromptsModel prompts;
-        ServerProcess::Fault noContent;
-        noContent.method = QStringLiteral("GET");
-        noContent.path = QStringLiteral("/api/prompts");
-        noContent.status = 204;
-        signIn.inject(noContent);
+        signIn.injectOn("GET", "/api/prompts", 204);
         await(prompts.runLoad());
         QCOMPARE(prompts.count(), 4);
         QCOMPARE(signIn.admin("PUT", QStringLiteral("/admin/prompts"), twoPrompts).status, 200);
@@ -1225,10 +1200,8 @@ private Q_SLOTS:
     // The People pane and the tasks from people, with another account connected by this
     // one's code; an invitation link lands in the code field.
     void peopleAndInbox() {
-        QTemporaryDir tokens;
-        Shell shell(*server, tokenFileFor(*server, tokens, QStringLiteral("sharer")));
+        Shell shell(*server, tokenFileFor(*server, QStringLiteral("sharer")));
         Store* store = shell.app->store();
-        QTRY_VERIFY_WITH_TIMEOUT(store->hasToken(), 10000);
         const std::unique_ptr<APIClient> api = store->freshClient();
         await(api->setDisplayName(QStringLiteral("Sam Carter")));
         const MintedInvite invite = await(api->mintInvite());
@@ -1244,9 +1217,7 @@ private Q_SLOTS:
                                               Section::action, {}, {}, Priority::medium, {}));
         await(rosa.sendTask(sam, second, QString()));
 
-        QQuickWindow* main = shell.app->mainWindow();
-        main->resize(1180, 760);
-        QVERIFY(QTest::qWaitForWindowExposed(main, 5000));
+        QQuickWindow* main = shell.wideWindow();
         shell.app->delegate()->router()->openInvitation(QStringLiteral("K7QM2X9P"));
         QQuickItem* pane = nullptr;
         QTRY_VERIFY_WITH_TIMEOUT((pane = Shell::named(main, QStringLiteral("peoplePane"))), 5000);
@@ -1257,25 +1228,17 @@ private Q_SLOTS:
         auto* people = qobject_cast<PeoplePaneModel*>(pane->property("model").value<QObject*>());
         people->mint();
         QTRY_VERIFY_WITH_TIMEOUT(Shell::named(main, QStringLiteral("inviteCard")), 5000);
-        QTest::mouseMove(main, QPoint(main->width() - 2, main->height() - 2));
-        screenshot(main, QStringLiteral("people-light"));
-        shell.app->prefs()->setAppearanceText(QStringLiteral("dark"));
-        screenshot(main, QStringLiteral("people-dark"));
-        shell.app->prefs()->setAppearanceText(QStringLiteral("light"));
+        shell.screenshots(main, QStringLiteral("people"));
 
         MainWindow* window = shell.app->mainModel();
         window->setAiTab(QStringLiteral("updates"));
         window->openAI();
         QTRY_VERIFY_WITH_TIMEOUT(Shell::named(main, QStringLiteral("incomingRow")), 5000);
         QTRY_COMPARE_WITH_TIMEOUT(store->sharedWaiting(), 2, 5000);
-        screenshot(main, QStringLiteral("shared-inbox-light"));
-        shell.app->prefs()->setAppearanceText(QStringLiteral("dark"));
-        screenshot(main, QStringLiteral("shared-inbox-dark"));
-        shell.app->prefs()->setAppearanceText(QStringLiteral("light"));
+        shell.screenshots(main, QStringLiteral("shared-inbox"));
 
         // A task sent from here shows its line where "Send to…" stood.
-        QVERIFY(await(store->add(QStringLiteral("Order the banners"), {}, {}, Section::action, {},
-                                 Priority::medium, {}, LocalID::make())));
+        QVERIFY(shell.add(QStringLiteral("Order the banners")));
         QTRY_COMPARE_WITH_TIMEOUT(store->queuedEdits(), 0, 5000);
         const QString banners = store->document().items.last().id;
         await(api->sendTask(await(api->people()).people.value(0).id, banners, QString()));
@@ -1330,9 +1293,8 @@ private Q_SLOTS:
     // While the keyring holds the sign-in (its unlock prompt up), the window says so in a
     // place of its own, each part of the column below the one before, at any size.
     void signInWaitsForTheKeyring() {
-        QTemporaryDir tokens;
         HeldKeyring keyring;
-        Shell shell(*server, tokenFileFor(*server, tokens, QStringLiteral("unlocker")), &keyring);
+        Shell shell(*server, tokenFileFor(*server, QStringLiteral("unlocker")), &keyring);
         QQuickWindow* main = shell.app->mainWindow();
         QTRY_VERIFY_WITH_TIMEOUT(Shell::textItem(main, QStringLiteral("Waiting for the keyring…")),
                                  5000);
@@ -1350,10 +1312,7 @@ private Q_SLOTS:
                 below = place.bottom();
             }
         }
-        for (const char* appearance : {"light", "dark"}) {
-            shell.app->prefs()->setAppearanceText(QString::fromLatin1(appearance));
-            screenshot(main, QStringLiteral("sign-in-keyring-") + QLatin1String(appearance));
-        }
+        shell.screenshots(main, QStringLiteral("sign-in-keyring"));
         keyring.held = false;
         QTRY_VERIFY_WITH_TIMEOUT(shell.app->store()->hasToken(), 5000);
     }
@@ -1372,13 +1331,10 @@ private Q_SLOTS:
     void rowKeysOpenTheTitle() {
         QFETCH(int, key);
         QFETCH(bool, paneOpen);
-        QTemporaryDir tokens;
-        Shell shell(*server, tokenFileFor(*server, tokens,
-                                          QStringLiteral("rowkeys-") + QTest::currentDataTag()));
+        Shell shell(*server,
+                    tokenFileFor(*server, QStringLiteral("rowkeys-") + QTest::currentDataTag()));
         Store* store = shell.app->store();
-        QTRY_VERIFY_WITH_TIMEOUT(store->hasToken(), 10000);
-        QVERIFY(await(store->add(QStringLiteral("Second"), {}, {}, Section::action, {},
-                                 Priority::medium, {}, LocalID::make())));
+        QVERIFY(shell.add(QStringLiteral("Second")));
         QQuickWindow* main = shell.app->mainWindow();
         store->setSelection(store->document().items.last().id);
         shell.app->mainModel()->setPaneOpen(paneOpen);

@@ -327,47 +327,38 @@ private Q_SLOTS:
         QTEST(time ? qint64(*time) : -1, "time");
     }
 
-    // A chosen scheme holds whatever the desktop prefers; "system" follows it.
-    void appearance() {
-        for (const bool desktopDark : {false, true}) {
-            QCOMPARE(VelmoraApp::isDark(Appearance::light, desktopDark), false);
-            QCOMPARE(VelmoraApp::isDark(Appearance::dark, desktopDark), true);
-            QCOMPARE(VelmoraApp::isDark(Appearance::system, desktopDark), desktopDark);
-        }
-    }
-
-    void hourLabel_data() {
-        QTest::addColumn<QString>("locale");
-        QTest::addColumn<int>("hour");
+    // The settings' words and the scheme as functions, one row each.
+    void words_data() {
+        QTest::addColumn<QString>("got");
         QTest::addColumn<QString>("expected");
-        QTest::newRow("morning") << "en_US" << 9 << "9:00 AM";
-        QTest::newRow("midnight") << "en_US" << 0 << "12:00 AM";
-        QTest::newRow("24-hour") << "de_DE" << 9 << "09:00";
-        QTest::newRow("seconds dropped") << "C" << 21 << "21:00";
-        QTest::newRow("no such hour") << "en_US" << 24 << "";
-    }
-    void hourLabel() {
-        QFETCH(QString, locale);
-        QFETCH(int, hour);
-        QTEST(GeneralSettings::hourLabel(hour, QLocale(locale)), "expected");
-    }
-
-    void versionLabel_data() {
-        QTest::addColumn<QString>("build");
-        QTest::addColumn<QString>("commit");
-        QTest::addColumn<QString>("expected");
-        const auto row = [](const char* name, const char* build, const char* commit,
-                            const char* expected) {
-            QTest::newRow(name) << QString(build) << QString(commit) << QString(expected);
+        const auto row = [](const char* name, const QString& got, const char* expected) {
+            QTest::newRow(name) << got << expected;
         };
-        row("all", "57", "1a2b3c4", "0.1.0 (57) 1a2b3c4");
-        row("no commit", "57", "", "0.1.0 (57)");
-        row("built without git", "0", "unknown", "0.1.0 (0)");
+        const auto hour = [](int hour, const char* locale) {
+            return GeneralSettings::hourLabel(hour, QLocale(QString::fromLatin1(locale)));
+        };
+        row("morning", hour(9, "en_US"), "9:00 AM");
+        row("midnight", hour(0, "en_US"), "12:00 AM");
+        row("24-hour", hour(9, "de_DE"), "09:00");
+        row("seconds dropped", hour(21, "C"), "21:00");
+        row("no such hour", hour(24, "en_US"), "");
+        const auto version = [](const char* build, const char* commit) {
+            return GeneralSettings::versionLabel(QStringLiteral("0.1.0"), build, commit);
+        };
+        row("version", version("57", "1a2b3c4"), "0.1.0 (57) 1a2b3c4");
+        row("no commit", version("57", ""), "0.1.0 (57)");
+        row("built without git", version("0", "unknown"), "0.1.0 (0)");
+        // A chosen scheme holds whatever the desktop prefers; "system" follows it.
+        QString dark;
+        for (const bool desktopDark : {false, true})
+            for (const Appearance chosen :
+                 {Appearance::light, Appearance::dark, Appearance::system})
+                dark += VelmoraApp::isDark(chosen, desktopDark) ? u'D' : u'L';
+        row("schemes", dark, "LDLLDD");
     }
-    void versionLabel() {
-        QFETCH(QString, build);
-        QFETCH(QString, commit);
-        QTEST(GeneralSettings::versionLabel(QStringLiteral("0.1.0"), build, commit), "expected");
+    void words() {
+        QFETCH(QString, got);
+        QTEST(got, "expected");
     }
 };
 

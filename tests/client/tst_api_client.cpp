@@ -376,17 +376,16 @@ private Q_SLOTS:
         QTest::addColumn<OptString>("identifier");
         QTest::addColumn<QString>("environment");
         QTest::addColumn<QString>("service");
-        QTest::newRow("production") << OptString("org.velmora.app") << "production"
-                                    << "org.velmora.app";
-        QTest::newRow("ios production") << OptString("org.velmora.app.ios") << "production"
-                                        << "org.velmora.app";
-        QTest::newRow("test") << OptString("org.velmora.app.test") << "test"
-                              << "org.velmora.app.test";
-        QTest::newRow("ios test") << OptString("org.velmora.app.ios.test") << "test"
-                                  << "org.velmora.app.test";
-        QTest::newRow("unknown") << OptString("org.example.app") << QString()
-                                 << "org.velmora.app.unconfigured";
-        QTest::newRow("null") << OptString() << QString() << "org.velmora.app.unconfigured";
+        const auto row = [](const char* name, OptString identifier, const char* environment,
+                            const char* service) {
+            QTest::newRow(name) << identifier << environment << service;
+        };
+        row("production", "org.velmora.app", "production", "org.velmora.app");
+        row("ios production", "org.velmora.app.ios", "production", "org.velmora.app");
+        row("test", "org.velmora.app.test", "test", "org.velmora.app.test");
+        row("ios test", "org.velmora.app.ios.test", "test", "org.velmora.app.test");
+        row("unknown", "org.example.app", "", "org.velmora.app.unconfigured");
+        row("null", {}, "", "org.velmora.app.unconfigured");
     }
 
     void environments() {
@@ -403,23 +402,19 @@ private Q_SLOTS:
     void serverOverride_data() {
         QTest::addColumn<QString>("url");
         QTest::addColumn<QString>("error"); // the start of the refusal; empty: accepted
-        QTest::newRow("https anywhere") << "https://staging.example.org"
-                                        << "";
-        QTest::newRow("http loopback v4") << "http://127.0.0.1:8080"
-                                          << "";
-        QTest::newRow("http loopback v4 range") << "http://127.3.2.1:8080"
-                                                << "";
-        QTest::newRow("http localhost") << "http://localhost:9000/"
-                                        << "";
-        QTest::newRow("http loopback v6") << "http://[::1]:9000"
-                                          << "";
+        const auto row = [](const char* name, const char* url, const QString& error = {}) {
+            QTest::newRow(name) << url << error;
+        };
+        row("https anywhere", "https://staging.example.org");
+        row("http loopback v4", "http://127.0.0.1:8080");
+        row("http loopback v4 range", "http://127.3.2.1:8080");
+        row("http localhost", "http://localhost:9000/");
+        row("http loopback v6", "http://[::1]:9000");
         const QString remote = QStringLiteral("--server: plain http is only allowed for loopback");
-        QTest::newRow("http remote") << "http://example.org" << remote;
-        QTest::newRow("http private range") << "http://192.168.1.4:80" << remote;
-        QTest::newRow("ftp") << "ftp://127.0.0.1"
-                             << "--server: unsupported scheme";
-        QTest::newRow("not a url") << "::::"
-                                   << "--server: not a URL";
+        row("http remote", "http://example.org", remote);
+        row("http private range", "http://192.168.1.4:80", remote);
+        row("ftp", "ftp://127.0.0.1", QStringLiteral("--server: unsupported scheme"));
+        row("not a url", "::::", QStringLiteral("--server: not a URL"));
     }
 
     void serverOverride() {

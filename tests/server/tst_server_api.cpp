@@ -354,6 +354,23 @@ private Q_SLOTS:
                  402);
     }
 
+    // An account keeps at most 200 rules: the 200th goes in, the next is refused.
+    void rulesCap() {
+        const char* rule = R"([{"action":"exclude","match":{"op":"all","conditions":[]},
+            "params":{},"reason":"r"}])";
+        result(server->call(token, QStringLiteral("addRule"), args(rule)));
+        auto stored = server->document(user).document;
+        while (stored.rules.size() < 199) {
+            stored.rules.push_back(stored.rules.front());
+            stored.rules.back().id += QString::number(stored.rules.size());
+        }
+        server->replaceDocument(user, stored);
+        QCOMPARE(server->call(token, QStringLiteral("addRule"), args(rule)).status, 200);
+        const auto refused = server->call(token, QStringLiteral("addRule"), args(rule));
+        QCOMPARE(refused.status, 400);
+        QVERIFY2(message(refused).contains(QStringLiteral("200 rules")), refused.body.constData());
+    }
+
     // --- the admin controls (the fault matrix and the sync suites lean on the rest) ---
 
     void scriptedFaultsKeepToTheirTarget() {

@@ -27,16 +27,6 @@ int post(ServerProcess& server, const QString& token, const QByteArray& path,
         .status;
 }
 
-ServerProcess::Fault fault(const QString& method, const QString& path, std::optional<int> status,
-                           int delayMs = 0) {
-    ServerProcess::Fault f;
-    f.method = method;
-    f.path = path;
-    f.status = status;
-    f.delayMs = delayMs;
-    return f;
-}
-
 } // namespace
 
 class TestSettings : public QObject {
@@ -150,9 +140,13 @@ private Q_SLOTS:
                                   {{QStringLiteral("daily"), true}}, 8,
                                   QStringLiteral("Europe/Oslo")));
         await(client.unregisterPush(QStringLiteral("device-1")));
-        QCOMPARE(
-            post(*server, token, "/api/push/register", R"({"device_token":"d","daily_hour":24})"),
-            400);
+        // Each body lacks only the one thing named: an hour of the day, boolean kinds.
+        for (const char* bad :
+             {R"("daily_hour":24,"kinds":{})", R"("daily_hour":8,"kinds":{"a":1})"})
+            QCOMPARE(post(*server, token, "/api/push/register",
+                          R"({"device_token":"d","environment":"p","tz":"UTC",)" + QByteArray(bad) +
+                              "}"),
+                     400);
         APIClient signedOut(server->baseURL());
         QVERIFY_THROWS_EXCEPTION(APIError, await(signedOut.unregisterPush(QStringLiteral("d"))));
         QVERIFY(await(client.aiSettings()).timezone == QStringLiteral("Europe/Oslo"));
@@ -163,7 +157,7 @@ private Q_SLOTS:
         AccountRig account(*server, false);
         ScheduleSettingsModel model;
         model.setStore(&account.store);
-        server->inject(fault(QStringLiteral("GET"), QStringLiteral("/api/ai/settings"), {}, 300));
+        server->injectOn("GET", "/api/ai/settings", std::nullopt, 1, 300);
         model.load();
         model.setOn(true); // during the load: not sent, then overwritten by the load
         QTRY_VERIFY_WITH_TIMEOUT(model.loaded(), 5000);
@@ -179,7 +173,7 @@ private Q_SLOTS:
             get(*server, account.token(), "/api/ai/settings").find(u"schedule_hour")->toInteger(),
             9);
 
-        server->inject(fault(QStringLiteral("POST"), QStringLiteral("/api/ai/settings"), 500));
+        server->injectOn("POST", "/api/ai/settings", 500);
         model.setHour(10);
         QVERIFY(saved.wait(5000));
         QVERIFY(model.failed());
@@ -200,7 +194,7 @@ private Q_SLOTS:
         AccountRig account(*server, false);
         ScheduleSettingsModel model;
         model.setStore(&account.store);
-        server->inject(fault(QStringLiteral("GET"), QStringLiteral("/api/ai/settings"), 503));
+        server->injectOn("GET", "/api/ai/settings", 503);
         model.load();
         QTRY_VERIFY_WITH_TIMEOUT(model.loaded(), 5000);
         QVERIFY(model.failed());
@@ -223,7 +217,7 @@ private Q_SLOTS:
 
         // Dismissed while the server is down: shown again at the next launch.
         AccountRig other(*server, false);
-        server->inject(fault(QStringLiteral("POST"), QStringLiteral("/api/onboarded"), 503));
+        server->injectOn("POST", "/api/onboarded", 503);
         await(other.store.dismissWelcome());
         QVERIFY(other.store.needsWelcome() == false);
         StoreRig next(server->baseURL(), other.token());

@@ -19,12 +19,7 @@ class TestStoreSync : public QObject {
     void goOffline() { server->delayNext({}, 2500, 1000); }
     // The next `count` version checks wait `ms` first.
     void slowVersion(int ms, int count = 1) {
-        ServerProcess::Fault fault;
-        fault.method = QStringLiteral("GET");
-        fault.path = QStringLiteral("/api/store/version");
-        fault.delayMs = ms;
-        fault.count = count;
-        server->inject(fault);
+        server->injectOn("GET", "/api/store/version", std::nullopt, count, ms);
     }
 
 private Q_SLOTS:

@@ -105,6 +105,19 @@ public:
         bool cutAfterHeaders = false; // or handle it and close halfway through the reply
     };
     void inject(const Fault& fault);
+    // The same for any path: `status` (none: the request is handled, so the fault only
+    // counts it) after `delayMs`, with `body`.
+    void injectOn(const QString& method, const QString& path, std::optional<int> status,
+                  int count = 1, int delayMs = 0, const QByteArray& body = {}) {
+        Fault fault;
+        fault.method = method;
+        fault.path = path;
+        fault.status = status;
+        fault.count = count;
+        fault.delayMs = delayMs;
+        fault.body = body;
+        inject(fault);
+    }
     // Shorthands for `api/store` calls of remote method `rpc` (empty: any).
     void failNext(const QString& rpc, int status, const QByteArray& body = {}, int count = 1);
     void delayNext(const QString& rpc, int delayMs, int count = 1);
