@@ -244,68 +244,6 @@ private Q_SLOTS:
         QCOMPARE(rules[2].applyCount, 1);
     }
 
-    void replacedMeanwhileChangesNothing() {
-        signIn();
-        const QString id = addItem(QStringLiteral("Draft budget"));
-        const QString proposal = QStringLiteral(R"({"created_at":"%1","deltas":[
-            {"kind":"complete","item_id":"%2"},
-            {"kind":"add","item":{"title":"New","section":"action","channel":"self",
-             "priority":"low","links":[]}}]})");
-        server->createProposal(user,
-                               json(proposal.arg(QStringLiteral("2026-03-01T09:00:00Z"), id)));
-        await(store->refreshProposal());
-        const WireDocument before = server->document(user).document;
-        server->createProposal(user,
-                               json(proposal.arg(QStringLiteral("2026-03-01T10:00:00Z"), id)));
-
-        const auto deltas = store->proposal()->deltas;
-        QVERIFY(!await(store->resolveProposal({deltas[0]}, {deltas[1]})));
-        QCOMPARE(store->lastError(),
-                 QStringLiteral("These suggestions were replaced by newer ones."));
-        QCOMPARE(server->document(user).document, before);
-        QCOMPARE(pending().find(u"created_at")->toString(), QStringLiteral("2026-03-01T10:00:00Z"));
-        await(store->refreshProposal());
-        QCOMPARE(store->proposal()->createdAtRaw, QStringLiteral("2026-03-01T10:00:00Z"));
-        QVERIFY(await(store->resolveProposal({}, {store->proposal()->deltas[0]})));
-    }
-
-    // A filing the rules empty leaves no proposal; pausing through the Store takes a rule out
-    // of the server's evaluation at once.
-    void rulesActOnFilings() {
-        signIn();
-        QVERIFY(await(store->createRule(RuleAction::exclude, RuleField::title, RuleOp::contains,
-                                        QStringLiteral("PTO"), std::nullopt, QStringLiteral("r"))));
-        QVERIFY(
-            await(store->createRule(RuleAction::boost, RuleField::dueRelative, RuleOp::equals,
-                                    QStringLiteral("today"), std::nullopt, QStringLiteral("r"))));
-        server->createProposal(user, json(QStringLiteral(R"({"deltas":[{"kind":"complete",
-            "item_id":"x"}]})")));
-        QVERIFY(!pending().isNull());
-        server->createProposal(user, json(QStringLiteral(R"({"deltas":[{"kind":"add","item":{
-            "title":"PTO","section":"action","channel":"self","priority":"low","links":[]}}]})")));
-        QVERIFY(pending().isNull());
-
-        const QString file = QStringLiteral(R"({"deltas":[{"kind":"add","item":{"title":"Pay",
-            "section":"action","channel":"self","priority":"low","links":[],"due":"%1"}}]})")
-                                 .arg(QDate::currentDate().toString(Qt::ISODate));
-        const auto priority = [this] {
-            return pending()
-                .find(u"deltas")
-                ->toArray()[0]
-                .find(u"item")
-                ->find(u"priority")
-                ->toString();
-        };
-        server->createProposal(user, json(file));
-        QCOMPARE(deltaLines(pending()), QStringList{"add Pay action"});
-        QCOMPARE(priority(), QStringLiteral("high"));
-        await(store->setRulePaused(store->rules()[1], true));
-        QCOMPARE(store->lastError(), QString());
-        server->createProposal(user, json(file));
-        QCOMPARE(priority(), QStringLiteral("low"));
-        QCOMPARE(server->document(user).document.rules[1].applyCount, 1);
-    }
-
     void failures_data() {
         QTest::addColumn<QString>("rpc");
         QTest::addColumn<int>("status"); // 0: the server doesn't answer in time
@@ -317,6 +255,10 @@ private Q_SLOTS:
         QTest::newRow("unreachable") << "resolveProposal" << 0 << needsConnection << true << true;
         QTest::newRow("reload refused") << "load" << 500 << "Boom" << false << false;
         QTest::newRow("reload unreachable") << "load" << 0 << needsConnection << true << false;
+        QTest::newRow("replaced meanwhile")
+            << "replaced" << 0 << "These suggestions were replaced by newer ones." << false << true;
+        QTest::newRow("no longer pending")
+            << "cleared" << 0 << "These suggestions are no longer pending." << false << false;
     }
     void failures() {
         QFETCH(QString, rpc);
@@ -326,33 +268,40 @@ private Q_SLOTS:
         QFETCH(bool, stillPending);
         signInWithFiled();
         store->client().setTimeoutMs(1500);
-        ServerProcess::Fault fault;
-        fault.rpc = rpc;
-        fault.status = status ? status : 503;
-        fault.delayMs = status ? 0 : 3000;
-        fault.body = R"({"message":"Boom"})";
-        server->inject(fault);
+        if (rpc == u"replaced") {
+            server->createProposal(user, json(QString::fromUtf8(filed).replace(
+                                             QStringLiteral("09:15"), QStringLiteral("10:15"))));
+        } else if (rpc == u"cleared") {
+            server->failNext(QStringLiteral("loadProposal"), 500);
+            await(store->refreshProposal()); // discarded: the held proposal stays
+            QVERIFY(store->proposal());
+            QCOMPARE(store->lastError(), QString());
+            server->clearProposal(user);
+            await(store->refreshProposal());
+        } else {
+            ServerProcess::Fault fault;
+            fault.rpc = rpc;
+            fault.status = status ? status : 503;
+            fault.delayMs = status ? 0 : 3000;
+            fault.body = R"({"message":"Boom"})";
+            server->inject(fault);
+        }
+        const WireDocument before = server->document(user).document;
         QVERIFY(!resolve({0}, {1}));
         QCOMPARE(store->lastError(), words);
         QCOMPARE(store->isOffline(), offline);
         QCOMPARE(store->proposal().has_value(), stillPending);
+        if (rpc != u"load") // a refused answer changes nothing
+            QCOMPARE(server->document(user).document, before);
+        if (rpc == u"replaced") { // the newer one can be answered once the Store has it
+            QVERIFY(pending().find(u"created_at")->toString().contains(u"10:15"));
+            await(store->refreshProposal());
+            QVERIFY(resolve({}, {0}));
+        }
         if (offline) { // nothing goes out while offline
             QVERIFY(!resolve({0}, {}));
             QCOMPARE(store->lastError(), needsConnection);
         }
-    }
-
-    void nothingPendingAndFailedRefresh() {
-        signInWithFiled();
-        server->failNext(QStringLiteral("loadProposal"), 500);
-        await(store->refreshProposal()); // discarded: the held proposal stays
-        QVERIFY(store->proposal());
-        QCOMPARE(store->lastError(), QString());
-        server->clearProposal(user);
-        await(store->refreshProposal());
-        QVERIFY(!store->proposal());
-        QVERIFY(!resolve({0}, {}));
-        QCOMPARE(store->lastError(), QStringLiteral("These suggestions are no longer pending."));
     }
 
     // --- rules ---
@@ -434,10 +383,13 @@ private Q_SLOTS:
                                          QStringLiteral("a"), std::nullopt, QStringLiteral("b"))));
         QCOMPARE(store->lastError(), QStringLiteral("Too many rules"));
         QVERIFY(store->rules().isEmpty());
-        for (const char* value : {"a", "b", "c"})
+        for (const char* value : {"a", "b"})
             QVERIFY(await(store->createRule(RuleAction::exclude, RuleField::title, RuleOp::contains,
                                             QString::fromLatin1(value), std::nullopt,
                                             QStringLiteral("r"))));
+        QVERIFY(
+            await(store->createRule(RuleAction::boost, RuleField::dueRelative, RuleOp::equals,
+                                    QStringLiteral("today"), std::nullopt, QStringLiteral("r"))));
         const QStringList ids = ruleIds();
         const Rule middle = store->rules()[1];
 
@@ -454,6 +406,19 @@ private Q_SLOTS:
         QCOMPARE(ruleIds().at(1), middle.id + QStringLiteral("/paused"));
         QCOMPARE(server->document(user).document.rules[1].status, RuleStatus::paused);
         QCOMPARE(server->document(user).document.rules[1].reason, QStringLiteral("r"));
+        // Paused, a rule is out of the server's evaluation at once; a filing the others
+        // empty leaves nothing pending, and the boost reads the server's today.
+        const QString file = QStringLiteral(R"({"deltas":[{"kind":"add","item":{"title":"%1",
+            "section":"action","channel":"self","priority":"low","links":[],"due":"%2"}}]})");
+        const QString day = QDate::currentDate().toString(Qt::ISODate);
+        server->createProposal(user, json(file.arg(QStringLiteral("a"), day)));
+        QVERIFY(pending().isNull());
+        server->createProposal(user, json(file.arg(QStringLiteral("b"), day)));
+        QCOMPARE(deltaLines(pending()), QStringList{"add b action"});
+        QCOMPARE(
+            pending().find(u"deltas")->toArray()[0].find(u"item")->find(u"priority")->toString(),
+            QStringLiteral("high"));
+        QCOMPARE(server->document(user).document.rules[1].applyCount, 0);
         await(store->deleteRule(middle));
         QCOMPARE(ruleIds(), (QStringList{ids[0], ids[2]}));
         QCOMPARE(server->document(user).document.rules.size(), 2);
