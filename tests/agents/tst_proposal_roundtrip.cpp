@@ -346,36 +346,6 @@ private Q_SLOTS:
         QCOMPARE(form.canCreate(), enabled);
     }
 
-    void createsEachAction_data() {
-        QTest::addColumn<RuleAction>("action");
-        QTest::addColumn<QString>("sentence");
-        QTest::newRow("exclude") << RuleAction::exclude << "Exclude";
-        QTest::newRow("always keep") << RuleAction::alwaysKeep << "Always keep";
-        QTest::newRow("boost") << RuleAction::boost << "Prioritise";
-        QTest::newRow("recategorize") << RuleAction::recategorize << "Recategorise";
-    }
-
-    void createsEachAction() {
-        QFETCH(RuleAction, action);
-        QFETCH(QString, sentence);
-        signIn();
-        QVERIFY(await(store->createRule(action, RuleField::dueRelative, RuleOp::equals,
-                                        QStringLiteral("overdue"), Section::waiting,
-                                        QStringLiteral("because"))));
-        QCOMPARE(store->rules().size(), 1);
-        QCOMPARE(store->rules()[0].sentence,
-                 sentence + QStringLiteral(" items where due relative is overdue"));
-        const WireRule stored = server->document(user).document.rules.value(0);
-        QCOMPARE(stored.action, action);
-        QCOMPARE(stored.params.section, action == RuleAction::recategorize
-                                            ? std::optional(Section::waiting)
-                                            : std::nullopt);
-        QCOMPARE(stored.origin.from, RuleOriginKind::manual);
-        QCOMPARE(stored.createdBy, Origin::user);
-        QCOMPARE(stored.status, RuleStatus::active);
-        QCOMPARE(stored.applyCount, 0);
-    }
-
     void failuresRestoreTheList() {
         signIn();
         server->failNext(QStringLiteral("addRule"), 402, R"({"message":"Too many rules"})");
@@ -383,13 +353,27 @@ private Q_SLOTS:
                                          QStringLiteral("a"), std::nullopt, QStringLiteral("b"))));
         QCOMPARE(store->lastError(), QStringLiteral("Too many rules"));
         QVERIFY(store->rules().isEmpty());
-        for (const char* value : {"a", "b"})
-            QVERIFY(await(store->createRule(RuleAction::exclude, RuleField::title, RuleOp::contains,
-                                            QString::fromLatin1(value), std::nullopt,
-                                            QStringLiteral("r"))));
-        QVERIFY(
-            await(store->createRule(RuleAction::boost, RuleField::dueRelative, RuleOp::equals,
-                                    QStringLiteral("today"), std::nullopt, QStringLiteral("r"))));
+        // One of each action, all given a target that only a move keeps.
+        const std::tuple<RuleAction, RuleField, const char*> made[] = {
+            {RuleAction::exclude, RuleField::title, "a"},
+            {RuleAction::exclude, RuleField::title, "b"},
+            {RuleAction::boost, RuleField::dueRelative, "today"},
+            {RuleAction::alwaysKeep, RuleField::title, "zzz"},
+            {RuleAction::recategorize, RuleField::title, "b"}};
+        for (const auto& [action, field, value] : made)
+            QVERIFY(await(store->createRule(
+                action, field, field == RuleField::title ? RuleOp::contains : RuleOp::equals,
+                QString::fromLatin1(value), Section::waiting, QStringLiteral("r"))));
+        for (qsizetype i = 0; i < 5; ++i) {
+            const WireRule stored = server->document(user).document.rules.value(i);
+            QCOMPARE(stored.action, std::get<0>(made[i]));
+            QCOMPARE(stored.params.section,
+                     i == 4 ? std::optional(Section::waiting) : std::nullopt);
+            QCOMPARE(stored.origin.from, RuleOriginKind::manual);
+            QCOMPARE(stored.createdBy, Origin::user);
+            QCOMPARE(stored.status, RuleStatus::active);
+            QCOMPARE(stored.applyCount, 0);
+        }
         const QStringList ids = ruleIds();
         const Rule middle = store->rules()[1];
 
@@ -407,21 +391,21 @@ private Q_SLOTS:
         QCOMPARE(server->document(user).document.rules[1].status, RuleStatus::paused);
         QCOMPARE(server->document(user).document.rules[1].reason, QStringLiteral("r"));
         // Paused, a rule is out of the server's evaluation at once; a filing the others
-        // empty leaves nothing pending, and the boost reads the server's today.
+        // empty leaves nothing pending; the boost reads the server's today.
         const QString file = QStringLiteral(R"({"deltas":[{"kind":"add","item":{"title":"%1",
             "section":"action","channel":"self","priority":"low","links":[],"due":"%2"}}]})");
         const QString day = QDate::currentDate().toString(Qt::ISODate);
         server->createProposal(user, json(file.arg(QStringLiteral("a"), day)));
         QVERIFY(pending().isNull());
         server->createProposal(user, json(file.arg(QStringLiteral("b"), day)));
-        QCOMPARE(deltaLines(pending()), QStringList{"add b action"});
+        QCOMPARE(deltaLines(pending()), QStringList{"add b waiting"});
         QCOMPARE(
             pending().find(u"deltas")->toArray()[0].find(u"item")->find(u"priority")->toString(),
             QStringLiteral("high"));
         QCOMPARE(server->document(user).document.rules[1].applyCount, 0);
         await(store->deleteRule(middle));
-        QCOMPARE(ruleIds(), (QStringList{ids[0], ids[2]}));
-        QCOMPARE(server->document(user).document.rules.size(), 2);
+        QCOMPARE(ruleIds(), (QStringList{ids[0], ids[2], ids[3], ids[4]}));
+        QCOMPARE(server->document(user).document.rules.size(), 4);
     }
 };
 
