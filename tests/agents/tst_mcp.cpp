@@ -67,13 +67,8 @@ class TestMcp : public QObject {
         if (!clients.isEmpty())
             return sdkTool(clients, name, arguments);
         const QByteArray body =
-            JsonValue::object({{QStringLiteral("jsonrpc"), "2.0"},
-                               {QStringLiteral("id"), 7},
-                               {QStringLiteral("method"), "tools/call"},
-                               {QStringLiteral("params"),
-                                JsonValue::object({{QStringLiteral("name"), name},
-                                                   {QStringLiteral("arguments"), arguments}})}})
-                .toJson();
+            R"({"jsonrpc":"2.0","id":7,"method":"tools/call","params":{"name":)" +
+            JsonValue(name).toJson() + R"(,"arguments":)" + arguments.toJson() + "}}";
         const Exchange reply = exchange("POST", QStringLiteral("/mcp/TOKEN"), body);
         if (reply.status != 200)
             qWarning() << reply.status << reply.body;
