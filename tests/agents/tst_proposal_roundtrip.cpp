@@ -73,14 +73,6 @@ class TestProposalRoundTrip : public QObject {
         token = account->token();
     }
 
-    // A fresh account with `filed` pending on the server and in the Store.
-    void signInWithFiled() {
-        signIn();
-        server->createProposal(user, json(QString::fromUtf8(filed)));
-        await(store->refreshProposal());
-        QVERIFY(store->proposal());
-    }
-
     QStringList ruleIds() const {
         QStringList out;
         for (const Rule& rule : store->rules())
@@ -266,7 +258,10 @@ private Q_SLOTS:
         QFETCH(QString, words);
         QFETCH(bool, offline);
         QFETCH(bool, stillPending);
-        signInWithFiled();
+        signIn();
+        server->createProposal(user, json(QString::fromUtf8(filed)));
+        await(store->refreshProposal());
+        QVERIFY(store->proposal());
         store->client().setTimeoutMs(1500);
         if (rpc == u"replaced") {
             server->createProposal(user, json(QString::fromUtf8(filed).replace(
