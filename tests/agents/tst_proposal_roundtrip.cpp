@@ -91,12 +91,10 @@ class TestProposalRoundTrip : public QObject {
         return await(store->resolveProposal(accepted, rejected));
     }
 
-    QString addItem(const QString& title, const char* priority = "medium") {
+    QString addItem(const char* title, const char* priority = "medium") {
+        const QString item = QStringLiteral(R"({"title":"%1","section":"action","priority":"%2"})");
         const auto reply =
-            server->call(token, QStringLiteral("addItem"),
-                         {JsonValue::object({{QStringLiteral("title"), title},
-                                             {QStringLiteral("section"), QStringLiteral("action")},
-                                             {QStringLiteral("priority"), priority}})});
+            server->call(token, QStringLiteral("addItem"), {json(item.arg(title, priority))});
         return reply.json().find(u"result")->find(u"id")->toString();
     }
 
@@ -150,10 +148,8 @@ private Q_SLOTS:
 
     void reviewedAndAnswered() {
         signIn();
-        const QStringList ids{addItem(QStringLiteral("Draft budget")),
-                              addItem(QStringLiteral("Renew passport"), "low"),
-                              addItem(QStringLiteral("Call plumber")),
-                              addItem(QStringLiteral("Old errand"))};
+        const QStringList ids{addItem("Draft budget"), addItem("Renew passport", "low"),
+                              addItem("Call plumber"), addItem("Old errand")};
         QVERIFY(await(store->createRule(RuleAction::exclude, RuleField::title, RuleOp::contains,
                                         QStringLiteral("pto"), std::nullopt,
                                         QStringLiteral("Time off is not a task"))));
