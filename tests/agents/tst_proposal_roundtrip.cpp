@@ -73,14 +73,6 @@ class TestProposalRoundTrip : public QObject {
         token = account->token();
     }
 
-    // A fresh account with `filed` pending on the server and in the Store.
-    void signInWithFiled() {
-        signIn();
-        server->createProposal(user, json(QString::fromUtf8(filed)));
-        await(store->refreshProposal());
-        QVERIFY(store->proposal());
-    }
-
     QStringList ruleIds() const {
         QStringList out;
         for (const Rule& rule : store->rules())
@@ -99,12 +91,10 @@ class TestProposalRoundTrip : public QObject {
         return await(store->resolveProposal(accepted, rejected));
     }
 
-    QString addItem(const QString& title, const char* priority = "medium") {
+    QString addItem(const char* title, const char* priority = "medium") {
+        const QString item = QStringLiteral(R"({"title":"%1","section":"action","priority":"%2"})");
         const auto reply =
-            server->call(token, QStringLiteral("addItem"),
-                         {JsonValue::object({{QStringLiteral("title"), title},
-                                             {QStringLiteral("section"), QStringLiteral("action")},
-                                             {QStringLiteral("priority"), priority}})});
+            server->call(token, QStringLiteral("addItem"), {json(item.arg(title, priority))});
         return reply.json().find(u"result")->find(u"id")->toString();
     }
 
@@ -158,10 +148,8 @@ private Q_SLOTS:
 
     void reviewedAndAnswered() {
         signIn();
-        const QStringList ids{addItem(QStringLiteral("Draft budget")),
-                              addItem(QStringLiteral("Renew passport"), "low"),
-                              addItem(QStringLiteral("Call plumber")),
-                              addItem(QStringLiteral("Old errand"))};
+        const QStringList ids{addItem("Draft budget"), addItem("Renew passport", "low"),
+                              addItem("Call plumber"), addItem("Old errand")};
         QVERIFY(await(store->createRule(RuleAction::exclude, RuleField::title, RuleOp::contains,
                                         QStringLiteral("pto"), std::nullopt,
                                         QStringLiteral("Time off is not a task"))));
@@ -244,68 +232,6 @@ private Q_SLOTS:
         QCOMPARE(rules[2].applyCount, 1);
     }
 
-    void replacedMeanwhileChangesNothing() {
-        signIn();
-        const QString id = addItem(QStringLiteral("Draft budget"));
-        const QString proposal = QStringLiteral(R"({"created_at":"%1","deltas":[
-            {"kind":"complete","item_id":"%2"},
-            {"kind":"add","item":{"title":"New","section":"action","channel":"self",
-             "priority":"low","links":[]}}]})");
-        server->createProposal(user,
-                               json(proposal.arg(QStringLiteral("2026-03-01T09:00:00Z"), id)));
-        await(store->refreshProposal());
-        const WireDocument before = server->document(user).document;
-        server->createProposal(user,
-                               json(proposal.arg(QStringLiteral("2026-03-01T10:00:00Z"), id)));
-
-        const auto deltas = store->proposal()->deltas;
-        QVERIFY(!await(store->resolveProposal({deltas[0]}, {deltas[1]})));
-        QCOMPARE(store->lastError(),
-                 QStringLiteral("These suggestions were replaced by newer ones."));
-        QCOMPARE(server->document(user).document, before);
-        QCOMPARE(pending().find(u"created_at")->toString(), QStringLiteral("2026-03-01T10:00:00Z"));
-        await(store->refreshProposal());
-        QCOMPARE(store->proposal()->createdAtRaw, QStringLiteral("2026-03-01T10:00:00Z"));
-        QVERIFY(await(store->resolveProposal({}, {store->proposal()->deltas[0]})));
-    }
-
-    // A filing the rules empty leaves no proposal; pausing through the Store takes a rule out
-    // of the server's evaluation at once.
-    void rulesActOnFilings() {
-        signIn();
-        QVERIFY(await(store->createRule(RuleAction::exclude, RuleField::title, RuleOp::contains,
-                                        QStringLiteral("PTO"), std::nullopt, QStringLiteral("r"))));
-        QVERIFY(
-            await(store->createRule(RuleAction::boost, RuleField::dueRelative, RuleOp::equals,
-                                    QStringLiteral("today"), std::nullopt, QStringLiteral("r"))));
-        server->createProposal(user, json(QStringLiteral(R"({"deltas":[{"kind":"complete",
-            "item_id":"x"}]})")));
-        QVERIFY(!pending().isNull());
-        server->createProposal(user, json(QStringLiteral(R"({"deltas":[{"kind":"add","item":{
-            "title":"PTO","section":"action","channel":"self","priority":"low","links":[]}}]})")));
-        QVERIFY(pending().isNull());
-
-        const QString file = QStringLiteral(R"({"deltas":[{"kind":"add","item":{"title":"Pay",
-            "section":"action","channel":"self","priority":"low","links":[],"due":"%1"}}]})")
-                                 .arg(QDate::currentDate().toString(Qt::ISODate));
-        const auto priority = [this] {
-            return pending()
-                .find(u"deltas")
-                ->toArray()[0]
-                .find(u"item")
-                ->find(u"priority")
-                ->toString();
-        };
-        server->createProposal(user, json(file));
-        QCOMPARE(deltaLines(pending()), QStringList{"add Pay action"});
-        QCOMPARE(priority(), QStringLiteral("high"));
-        await(store->setRulePaused(store->rules()[1], true));
-        QCOMPARE(store->lastError(), QString());
-        server->createProposal(user, json(file));
-        QCOMPARE(priority(), QStringLiteral("low"));
-        QCOMPARE(server->document(user).document.rules[1].applyCount, 1);
-    }
-
     void failures_data() {
         QTest::addColumn<QString>("rpc");
         QTest::addColumn<int>("status"); // 0: the server doesn't answer in time
@@ -317,6 +243,10 @@ private Q_SLOTS:
         QTest::newRow("unreachable") << "resolveProposal" << 0 << needsConnection << true << true;
         QTest::newRow("reload refused") << "load" << 500 << "Boom" << false << false;
         QTest::newRow("reload unreachable") << "load" << 0 << needsConnection << true << false;
+        QTest::newRow("replaced meanwhile")
+            << "replaced" << 0 << "These suggestions were replaced by newer ones." << false << true;
+        QTest::newRow("no longer pending")
+            << "cleared" << 0 << "These suggestions are no longer pending." << false << false;
     }
     void failures() {
         QFETCH(QString, rpc);
@@ -324,35 +254,45 @@ private Q_SLOTS:
         QFETCH(QString, words);
         QFETCH(bool, offline);
         QFETCH(bool, stillPending);
-        signInWithFiled();
+        signIn();
+        server->createProposal(user, json(QString::fromUtf8(filed)));
+        await(store->refreshProposal());
+        QVERIFY(store->proposal());
         store->client().setTimeoutMs(1500);
-        ServerProcess::Fault fault;
-        fault.rpc = rpc;
-        fault.status = status ? status : 503;
-        fault.delayMs = status ? 0 : 3000;
-        fault.body = R"({"message":"Boom"})";
-        server->inject(fault);
+        if (rpc == u"replaced") {
+            server->createProposal(user, json(QString::fromUtf8(filed).replace(
+                                             QStringLiteral("09:15"), QStringLiteral("10:15"))));
+        } else if (rpc == u"cleared") {
+            server->failNext(QStringLiteral("loadProposal"), 500);
+            await(store->refreshProposal()); // discarded: the held proposal stays
+            QVERIFY(store->proposal());
+            QCOMPARE(store->lastError(), QString());
+            server->clearProposal(user);
+            await(store->refreshProposal());
+        } else {
+            ServerProcess::Fault fault;
+            fault.rpc = rpc;
+            fault.status = status ? status : 503;
+            fault.delayMs = status ? 0 : 3000;
+            fault.body = R"({"message":"Boom"})";
+            server->inject(fault);
+        }
+        const WireDocument before = server->document(user).document;
         QVERIFY(!resolve({0}, {1}));
         QCOMPARE(store->lastError(), words);
         QCOMPARE(store->isOffline(), offline);
         QCOMPARE(store->proposal().has_value(), stillPending);
+        if (rpc != u"load") // a refused answer changes nothing
+            QCOMPARE(server->document(user).document, before);
+        if (rpc == u"replaced") { // the newer one can be answered once the Store has it
+            QVERIFY(pending().find(u"created_at")->toString().contains(u"10:15"));
+            await(store->refreshProposal());
+            QVERIFY(resolve({}, {0}));
+        }
         if (offline) { // nothing goes out while offline
             QVERIFY(!resolve({0}, {}));
             QCOMPARE(store->lastError(), needsConnection);
         }
-    }
-
-    void nothingPendingAndFailedRefresh() {
-        signInWithFiled();
-        server->failNext(QStringLiteral("loadProposal"), 500);
-        await(store->refreshProposal()); // discarded: the held proposal stays
-        QVERIFY(store->proposal());
-        QCOMPARE(store->lastError(), QString());
-        server->clearProposal(user);
-        await(store->refreshProposal());
-        QVERIFY(!store->proposal());
-        QVERIFY(!resolve({0}, {}));
-        QCOMPARE(store->lastError(), QStringLiteral("These suggestions are no longer pending."));
     }
 
     // --- rules ---
@@ -397,36 +337,6 @@ private Q_SLOTS:
         QCOMPARE(form.canCreate(), enabled);
     }
 
-    void createsEachAction_data() {
-        QTest::addColumn<RuleAction>("action");
-        QTest::addColumn<QString>("sentence");
-        QTest::newRow("exclude") << RuleAction::exclude << "Exclude";
-        QTest::newRow("always keep") << RuleAction::alwaysKeep << "Always keep";
-        QTest::newRow("boost") << RuleAction::boost << "Prioritise";
-        QTest::newRow("recategorize") << RuleAction::recategorize << "Recategorise";
-    }
-
-    void createsEachAction() {
-        QFETCH(RuleAction, action);
-        QFETCH(QString, sentence);
-        signIn();
-        QVERIFY(await(store->createRule(action, RuleField::dueRelative, RuleOp::equals,
-                                        QStringLiteral("overdue"), Section::waiting,
-                                        QStringLiteral("because"))));
-        QCOMPARE(store->rules().size(), 1);
-        QCOMPARE(store->rules()[0].sentence,
-                 sentence + QStringLiteral(" items where due relative is overdue"));
-        const WireRule stored = server->document(user).document.rules.value(0);
-        QCOMPARE(stored.action, action);
-        QCOMPARE(stored.params.section, action == RuleAction::recategorize
-                                            ? std::optional(Section::waiting)
-                                            : std::nullopt);
-        QCOMPARE(stored.origin.from, RuleOriginKind::manual);
-        QCOMPARE(stored.createdBy, Origin::user);
-        QCOMPARE(stored.status, RuleStatus::active);
-        QCOMPARE(stored.applyCount, 0);
-    }
-
     void failuresRestoreTheList() {
         signIn();
         server->failNext(QStringLiteral("addRule"), 402, R"({"message":"Too many rules"})");
@@ -434,10 +344,27 @@ private Q_SLOTS:
                                          QStringLiteral("a"), std::nullopt, QStringLiteral("b"))));
         QCOMPARE(store->lastError(), QStringLiteral("Too many rules"));
         QVERIFY(store->rules().isEmpty());
-        for (const char* value : {"a", "b", "c"})
-            QVERIFY(await(store->createRule(RuleAction::exclude, RuleField::title, RuleOp::contains,
-                                            QString::fromLatin1(value), std::nullopt,
-                                            QStringLiteral("r"))));
+        // One of each action, all given a target that only a move keeps.
+        const std::tuple<RuleAction, RuleField, const char*> made[] = {
+            {RuleAction::exclude, RuleField::title, "a"},
+            {RuleAction::exclude, RuleField::title, "b"},
+            {RuleAction::boost, RuleField::dueRelative, "today"},
+            {RuleAction::alwaysKeep, RuleField::title, "zzz"},
+            {RuleAction::recategorize, RuleField::title, "b"}};
+        for (const auto& [action, field, value] : made)
+            QVERIFY(await(store->createRule(
+                action, field, field == RuleField::title ? RuleOp::contains : RuleOp::equals,
+                QString::fromLatin1(value), Section::waiting, QStringLiteral("r"))));
+        for (qsizetype i = 0; i < 5; ++i) {
+            const WireRule stored = server->document(user).document.rules.value(i);
+            QCOMPARE(stored.action, std::get<0>(made[i]));
+            QCOMPARE(stored.params.section,
+                     i == 4 ? std::optional(Section::waiting) : std::nullopt);
+            QCOMPARE(stored.origin.from, RuleOriginKind::manual);
+            QCOMPARE(stored.createdBy, Origin::user);
+            QCOMPARE(stored.status, RuleStatus::active);
+            QCOMPARE(stored.applyCount, 0);
+        }
         const QStringList ids = ruleIds();
         const Rule middle = store->rules()[1];
 
@@ -454,9 +381,22 @@ private Q_SLOTS:
         QCOMPARE(ruleIds().at(1), middle.id + QStringLiteral("/paused"));
         QCOMPARE(server->document(user).document.rules[1].status, RuleStatus::paused);
         QCOMPARE(server->document(user).document.rules[1].reason, QStringLiteral("r"));
+        // Paused, a rule is out of the server's evaluation at once; a filing the others
+        // empty leaves nothing pending; the boost reads the server's today.
+        const QString file = QStringLiteral(R"({"deltas":[{"kind":"add","item":{"title":"%1",
+            "section":"action","channel":"self","priority":"low","links":[],"due":"%2"}}]})");
+        const QString day = QDate::currentDate().toString(Qt::ISODate);
+        server->createProposal(user, json(file.arg(QStringLiteral("a"), day)));
+        QVERIFY(pending().isNull());
+        server->createProposal(user, json(file.arg(QStringLiteral("b"), day)));
+        QCOMPARE(deltaLines(pending()), QStringList{"add b waiting"});
+        QCOMPARE(
+            pending().find(u"deltas")->toArray()[0].find(u"item")->find(u"priority")->toString(),
+            QStringLiteral("high"));
+        QCOMPARE(server->document(user).document.rules[1].applyCount, 0);
         await(store->deleteRule(middle));
-        QCOMPARE(ruleIds(), (QStringList{ids[0], ids[2]}));
-        QCOMPARE(server->document(user).document.rules.size(), 2);
+        QCOMPARE(ruleIds(), (QStringList{ids[0], ids[2], ids[3], ids[4]}));
+        QCOMPARE(server->document(user).document.rules.size(), 4);
     }
 };
 

@@ -194,12 +194,10 @@ private Q_SLOTS:
             {"kind":"add","item":{"title":"Ping Lee","section":"action","channel":"teams",
              "priority":"high","links":[],"zeal":1},"reason":"asked twice"},
             {"kind":"escalate","item":{"title":"PTO"}}]})"));
-        QCOMPARE(outcome.rules[0].applyCount, 4);
-        QCOMPARE(outcome.rules[0].lastAppliedAt, std::optional(QStringLiteral("NOW")));
-        QCOMPARE(outcome.rules[1].applyCount, 1);
-        QCOMPARE(outcome.rules[1].lastAppliedAt, std::optional(QStringLiteral("NOW")));
-        for (int i : {2, 3}) // the rest untouched
-            QCOMPARE(outcome.rules[i], rules[i]);
+        rules[0].applyCount = 4; // the rest untouched
+        rules[1].applyCount = 1;
+        rules[0].lastAppliedAt = rules[1].lastAppliedAt = QStringLiteral("NOW");
+        QCOMPARE(outcome.rules, rules);
     }
 
     void fingerprints_data() {
