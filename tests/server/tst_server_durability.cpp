@@ -40,48 +40,36 @@ void runClient(quint16 port, const QString& token, int client, int writes, Clien
     http.set_read_timeout(60);
     const httplib::Headers headers{{"Authorization", "Bearer " + token.toStdString()}};
     QString last;
+    const QString methods[] = {QStringLiteral("addItem"), QStringLiteral("updateItem"),
+                               QStringLiteral("setItemStatus"), QStringLiteral("setFocus")};
     for (int i = 0; i < writes && run.failure.isEmpty(); ++i) {
         const QString title = QStringLiteral("c%1-w%2").arg(client).arg(i);
-        JsonValue::Array arguments;
-        QString method;
-        switch (last.isEmpty() ? 0 : i % 4) {
-        case 0:
-            method = QStringLiteral("addItem");
-            arguments = {JsonValue::object(
-                {{QStringLiteral("title"), title}, {QStringLiteral("section"), "action"}})};
-            break;
-        case 1:
-            method = QStringLiteral("updateItem");
-            arguments = {last, JsonValue::object({{QStringLiteral("title"), title}})};
-            break;
-        case 2:
-            method = QStringLiteral("setItemStatus");
-            arguments = {last, i % 8 == 2};
-            break;
-        default:
-            method = QStringLiteral("setFocus");
-            arguments = {JsonValue::Array{title}};
-        }
-        const QByteArray body = JsonValue::object({{QStringLiteral("method"), method},
+        const int kind = last.isEmpty() ? 0 : i % 4;
+        const bool done = kind == 2 && i % 8 == 2;
+        const JsonValue::Array arguments =
+            kind == 0 ? JsonValue::Array{JsonValue::object({{QStringLiteral("title"), title},
+                                                            {QStringLiteral("section"), "action"}})}
+            : kind == 1
+                ? JsonValue::Array{last, JsonValue::object({{QStringLiteral("title"), title}})}
+            : kind == 2 ? JsonValue::Array{last, done}
+                        : JsonValue::Array{JsonValue::Array{title}};
+        const QByteArray body = JsonValue::object({{QStringLiteral("method"), methods[kind]},
                                                    {QStringLiteral("args"), arguments}})
                                     .toJson();
         const auto reply = http.Post("/api/store", headers, body.toStdString(), "application/json");
         if (!reply || reply->status != 200) {
             run.failure =
-                QStringLiteral("%1 failed: %2").arg(method).arg(reply ? reply->status : 0);
+                QStringLiteral("%1 failed: %2").arg(methods[kind]).arg(reply ? reply->status : 0);
             return;
         }
         const ServerProcess::Reply parsed{reply->status, QByteArray::fromStdString(reply->body)};
         run.versions.push_back(version(parsed));
-        if (method == u"addItem") {
+        if (kind == 0)
             last = result(parsed).find(u"id")->toString();
+        if (kind <= 1)
             run.titles[last] = title;
-            run.done[last] = false;
-        } else if (method == u"updateItem") {
-            run.titles[last] = title;
-        } else if (method == u"setItemStatus") {
-            run.done[last] = i % 8 == 2;
-        }
+        if (kind == 0 || kind == 2)
+            run.done[last] = done;
     }
 }
 
