@@ -106,6 +106,8 @@ private:
 
 } // namespace
 
+Q_DECLARE_METATYPE(Fault)
+
 class TestSnapshotDiskFaults : public QObject {
     Q_OBJECT
 
@@ -139,12 +141,6 @@ private:
         QVERIFY2(output.contains("PASS   : "), output.constData());
     }
 
-    static Fault faultOf(const QString& name) {
-        return name == QLatin1String("read-only folder") ? Fault::readOnly : Fault::fullDisk;
-    }
-
-    static constexpr const char* faults[] = {"full disk", "read-only folder"};
-
 private Q_SLOTS:
     void initTestCase() {
         QStandardPaths::setTestModeEnabled(true);
@@ -172,11 +168,12 @@ private Q_SLOTS:
     }
 
     void storeKeepsQueue_data() {
-        QTest::addColumn<QString>("fault");
+        QTest::addColumn<Fault>("fault");
         QTest::addColumn<int>("items");
-        for (const char* name : faults)
+        for (const auto& [name, fault] : {std::pair{"full disk", Fault::fullDisk},
+                                          std::pair{"read-only folder", Fault::readOnly}})
             for (int items : {10, 2000})
-                QTest::addRow("%s, %d items", name, items) << QString::fromLatin1(name) << items;
+                QTest::addRow("%s, %d items", name, items) << fault << items;
     }
 
     // Offline edits go on while every persist fails: the queue in memory stays whole, the
@@ -185,9 +182,9 @@ private Q_SLOTS:
     void storeKeepsQueue() {
         if (!inChild())
             return runInChild();
-        QFETCH(QString, fault);
+        QFETCH(Fault, fault);
         QFETCH(int, items);
-        FaultyFolder place(faultOf(fault));
+        FaultyFolder place(fault);
         QVERIFY2(place.error().isEmpty(), qPrintable(place.error()));
         const OfflineSnapshot old = SnapshotSamples::make(1, items, items / 3);
         OfflineDisk(place.folder()).save(old);
