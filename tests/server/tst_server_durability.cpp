@@ -40,48 +40,36 @@ void runClient(quint16 port, const QString& token, int client, int writes, Clien
     http.set_read_timeout(60);
     const httplib::Headers headers{{"Authorization", "Bearer " + token.toStdString()}};
     QString last;
+    const QString methods[] = {QStringLiteral("addItem"), QStringLiteral("updateItem"),
+                               QStringLiteral("setItemStatus"), QStringLiteral("setFocus")};
     for (int i = 0; i < writes && run.failure.isEmpty(); ++i) {
         const QString title = QStringLiteral("c%1-w%2").arg(client).arg(i);
-        JsonValue::Array arguments;
-        QString method;
-        switch (last.isEmpty() ? 0 : i % 4) {
-        case 0:
-            method = QStringLiteral("addItem");
-            arguments = {JsonValue::object(
-                {{QStringLiteral("title"), title}, {QStringLiteral("section"), "action"}})};
-            break;
-        case 1:
-            method = QStringLiteral("updateItem");
-            arguments = {last, JsonValue::object({{QStringLiteral("title"), title}})};
-            break;
-        case 2:
-            method = QStringLiteral("setItemStatus");
-            arguments = {last, i % 8 == 2};
-            break;
-        default:
-            method = QStringLiteral("setFocus");
-            arguments = {JsonValue::Array{title}};
-        }
-        const QByteArray body = JsonValue::object({{QStringLiteral("method"), method},
+        const int kind = last.isEmpty() ? 0 : i % 4;
+        const bool done = kind == 2 && i % 8 == 2;
+        const JsonValue::Array arguments =
+            kind == 0 ? JsonValue::Array{JsonValue::object({{QStringLiteral("title"), title},
+                                                            {QStringLiteral("section"), "action"}})}
+            : kind == 1
+                ? JsonValue::Array{last, JsonValue::object({{QStringLiteral("title"), title}})}
+            : kind == 2 ? JsonValue::Array{last, done}
+                        : JsonValue::Array{JsonValue::Array{title}};
+        const QByteArray body = JsonValue::object({{QStringLiteral("method"), methods[kind]},
                                                    {QStringLiteral("args"), arguments}})
                                     .toJson();
         const auto reply = http.Post("/api/store", headers, body.toStdString(), "application/json");
         if (!reply || reply->status != 200) {
             run.failure =
-                QStringLiteral("%1 failed: %2").arg(method).arg(reply ? reply->status : 0);
+                QStringLiteral("%1 failed: %2").arg(methods[kind]).arg(reply ? reply->status : 0);
             return;
         }
         const ServerProcess::Reply parsed{reply->status, QByteArray::fromStdString(reply->body)};
         run.versions.push_back(version(parsed));
-        if (method == u"addItem") {
+        if (kind == 0)
             last = result(parsed).find(u"id")->toString();
+        if (kind <= 1)
             run.titles[last] = title;
-            run.done[last] = false;
-        } else if (method == u"updateItem") {
-            run.titles[last] = title;
-        } else if (method == u"setItemStatus") {
-            run.done[last] = i % 8 == 2;
-        }
+        if (kind == 0 || kind == 2)
+            run.done[last] = done;
     }
 }
 
@@ -93,78 +81,10 @@ class TestServerDurability : public QObject {
 private Q_SLOTS:
     void initTestCase() { QStandardPaths::setTestModeEnabled(true); }
 
-    void documentSurvivesRestart() {
-        QTemporaryDir dir;
-        QVERIFY(dir.isValid());
-        ServerProcess server({dir.filePath(QStringLiteral("velmora.db")), false});
-        const QString token = server.createUser(QStringLiteral("ana"));
-        const QString id = result(server.call(token, QStringLiteral("addItem"),
-                                              args(R"([{"title":"Keep me","section":"waiting",
-                                                        "source":"Dana","due":"2026-05-01"}])")))
-                               .find(u"id")
-                               ->toString();
-        result(server.call(token, QStringLiteral("addItem"),
-                           args(R"([{"title":"Second","section":"note"}])")));
-        result(server.call(token, QStringLiteral("setItemStatus"), {QString(id), true}));
-        result(
-            server.call(token, QStringLiteral("updateSettings"), args(R"([{"hide_done":true}])")));
-        result(server.call(token, QStringLiteral("setFocus"), args(R"([["Dana"]])")));
-        result(server.call(token, QStringLiteral("addRule"),
-                           args(R"([{"action":"exclude","match":{"op":"all","conditions":[]},
-                                     "params":{},"reason":"r"}])")));
-        const QString createdAt =
-            server.createProposal(QStringLiteral("ana"), json(R"({"deltas":[{"kind":"complete",
-                                                                   "item_id":"x"}]})"));
-        const auto before = server.call(token, QStringLiteral("load"));
-        QCOMPARE(before.status, 200);
-
-        QCOMPARE(server.stop(), 0);
-        server.start();
-
-        const auto after = server.call(token, QStringLiteral("load"));
-        QCOMPARE(after.status, 200);
-        QCOMPARE(after.body, before.body);
-        QCOMPARE(version(after), version(before));
-        const auto proposal = result(server.call(token, QStringLiteral("loadProposal")));
-        QCOMPARE(proposal.find(u"created_at")->toString(), createdAt);
-        // Writing after the restart goes on from the stored version.
-        const auto write =
-            server.call(token, QStringLiteral("setItemStatus"), {QString(id), false});
-        QCOMPARE(version(write), version(before) + 1);
-    }
-
-    void onlyFingerprintsOnDisk() {
-        QTemporaryDir dir;
-        QVERIFY(dir.isValid());
-        ServerProcess server({dir.filePath(QStringLiteral("velmora.db")), false});
-        const QString first = server.createUser(QStringLiteral("ana"));
-        const QString second = server.createUser(QStringLiteral("ana"));
-        QVERIFY(first != second);
-        QCOMPARE(server
-                     .call(first, QStringLiteral("addItem"),
-                           args(R"([{"title":"x","section":"action"}])"))
-                     .status,
-                 200);
-        QCOMPARE(server.call(second, QStringLiteral("load")).status, 200);
-        QCOMPARE(server.stop(), 0);
-
-        QByteArray disk;
-        const auto files = QDir(dir.path()).entryList(QDir::Files);
-        for (const QString& name : files) {
-            QFile file(dir.filePath(name));
-            QVERIFY(file.open(QIODevice::ReadOnly));
-            disk += file.readAll();
-        }
-        QVERIFY(!disk.isEmpty());
-        for (const QString& token : {first, second}) {
-            QVERIFY(!disk.contains(token.toUtf8()));
-            // The search itself works: the fingerprint is there.
-            QVERIFY(disk.contains(
-                QCryptographicHash::hash(token.toUtf8(), QCryptographicHash::Sha256).toHex()));
-        }
-    }
-
-    void demoRestartKeepsOnlyItsToken() {
+    // A restart of a demo server on a private database file keeps the document, the
+    // proposal and the version; the disk holds only token fingerprints; the demo token is
+    // a new one.
+    void restart() {
         QTemporaryDir dir;
         QVERIFY(dir.isValid());
         const QString db = dir.filePath(QStringLiteral("private/velmora.db"));
@@ -186,11 +106,59 @@ private Q_SLOTS:
         QCOMPARE(second.exitCode(), 1);
         QVERIFY2(second.readAllStandardError().contains("port in use"), "no port-in-use message");
 
-        const QString before = server.demoToken();
+        const QString token = server.createUser(QStringLiteral("ana"));
+        const QString other = server.createUser(QStringLiteral("ana"));
+        QVERIFY(token != other);
+        QCOMPARE(server.call(other, QStringLiteral("load")).status, 200);
+        const QString id = result(server.call(token, QStringLiteral("addItem"),
+                                              args(R"([{"title":"Keep me","section":"waiting",
+                                                        "source":"Dana","due":"2026-05-01"}])")))
+                               .find(u"id")
+                               ->toString();
+        result(server.call(token, QStringLiteral("addItem"),
+                           args(R"([{"title":"Second","section":"note"}])")));
+        result(server.call(token, QStringLiteral("setItemStatus"), {QString(id), true}));
+        result(
+            server.call(token, QStringLiteral("updateSettings"), args(R"([{"hide_done":true}])")));
+        result(server.call(token, QStringLiteral("setFocus"), args(R"([["Dana"]])")));
+        result(server.call(token, QStringLiteral("addRule"),
+                           args(R"([{"action":"exclude","match":{"op":"all","conditions":[]},
+                                     "params":{},"reason":"r"}])")));
+        const QString createdAt =
+            server.createProposal(QStringLiteral("ana"), json(R"({"deltas":[{"kind":"complete",
+                                                                   "item_id":"x"}]})"));
+        const auto before = server.call(token, QStringLiteral("load"));
+        QCOMPARE(before.status, 200);
+        const QString demo = server.demoToken();
         QCOMPARE(server.stop(), 0);
+
+        QByteArray disk;
+        const QDir folder(dir.filePath(QStringLiteral("private")));
+        for (const QString& name : folder.entryList(QDir::Files)) {
+            QFile file(folder.filePath(name));
+            QVERIFY(file.open(QIODevice::ReadOnly));
+            disk += file.readAll();
+        }
+        for (const QString& secret : {token, other}) {
+            QVERIFY(!disk.contains(secret.toUtf8()));
+            // The search itself works: the fingerprint is there.
+            QVERIFY(disk.contains(
+                QCryptographicHash::hash(secret.toUtf8(), QCryptographicHash::Sha256).toHex()));
+        }
+
         server.start();
-        QVERIFY(server.demoToken() != before);
-        QCOMPARE(server.call(before, QStringLiteral("load")).status, 401);
+        const auto after = server.call(token, QStringLiteral("load"));
+        QCOMPARE(after.status, 200);
+        QCOMPARE(after.body, before.body);
+        QCOMPARE(version(after), version(before));
+        const auto proposal = result(server.call(token, QStringLiteral("loadProposal")));
+        QCOMPARE(proposal.find(u"created_at")->toString(), createdAt);
+        // Writing after the restart goes on from the stored version.
+        const auto write =
+            server.call(token, QStringLiteral("setItemStatus"), {QString(id), false});
+        QCOMPARE(version(write), version(before) + 1);
+        QVERIFY(server.demoToken() != demo);
+        QCOMPARE(server.call(demo, QStringLiteral("load")).status, 401);
         QCOMPARE(server.call(server.demoToken(), QStringLiteral("load")).status, 200);
     }
 

@@ -2,10 +2,7 @@
 // queue. After the failure and again once things have settled, four things are checked:
 // the document on screen, the queue, the snapshot file and the server's document.
 
-#include "Await.h"
-#include "ServerProcess.h"
-#include "Store.h"
-#include "WireFormats.h"
+#include "StoreRig.h"
 
 #include <QRegularExpression>
 #include <QStandardPaths>
@@ -33,7 +30,6 @@ class TestStoreFaults : public QObject {
     Q_OBJECT
     QTemporaryDir dbDir;
     std::unique_ptr<ServerProcess> server;
-    int users = 0;
 
     int onServer(const QString& user) {
         int count = 0;
@@ -42,14 +38,6 @@ class TestStoreFaults : public QObject {
                 item.links == QList<WireLink>{{QStringLiteral("Doc"), address}})
                 ++count;
         return count;
-    }
-    static int shown(const Store& store) {
-        return int(std::count_if(store.document().items.begin(), store.document().items.end(),
-                                 [](const Item& item) { return item.title == title; }));
-    }
-    static int onDisk(const Store& store) {
-        const auto snapshot = store.disk().load();
-        return snapshot ? int(snapshot->queue.size()) : -1;
     }
     // Arms the fault for the next addItem; the returned call undoes it.
     std::function<void()> arm(Fault fault, int status, const QByteArray& body) {
@@ -156,14 +144,8 @@ private Q_SLOTS:
         QFETCH(QString, limit);
         QFETCH(int, settled);
 
-        const QString user = QStringLiteral("user%1").arg(++users);
-        const QString token = server->createUser(user);
-        QTemporaryDir dir;
-        MemorySecretStore secrets;
-        auto* client = new APIClient(server->baseURL(), token);
-        client->setTimeoutMs(clientTimeoutMs);
-        Store store(client, OfflineDisk(dir.path()), Keychain(secrets, QStringLiteral("svc")));
-        await(store.refresh(false));
+        AccountRig f(*server, true, clientTimeoutMs);
+        Store& store = f.store;
         QVERIFY(store.syncedWire());
 
         const QList<ItemLink> links{{QStringLiteral("Doc"), QUrl(address, QUrl::StrictMode)}};
@@ -180,9 +162,9 @@ private Q_SLOTS:
         disarm();
 
         QCOMPARE(accepted, kept || replay);
-        QCOMPARE(shown(store), kept ? 1 : 0);
+        QCOMPARE(int(f.titles().count(title)), kept ? 1 : 0);
         QCOMPARE(store.queuedEdits(), kept ? 1 : 0);
-        QCOMPARE(onDisk(store), kept ? 1 : 0);
+        QCOMPARE(f.queuedOnDisk(), kept ? 1 : 0);
         QCOMPARE(store.lastError(), error);
         QCOMPARE(store.limitMessage(), limit);
         const bool unreachable = fault != Fault::status;
@@ -195,9 +177,9 @@ private Q_SLOTS:
 
         settle(store);
         QCOMPARE(store.queuedEdits(), 0);
-        QCOMPARE(onServer(user), settled);
-        QCOMPARE(shown(store), settled);
-        QCOMPARE(onDisk(store), 0);
+        QCOMPARE(onServer(f.user), settled);
+        QCOMPARE(int(f.titles().count(title)), settled);
+        QCOMPARE(f.queuedOnDisk(), 0);
         QVERIFY(!store.isOffline());
     }
 };
