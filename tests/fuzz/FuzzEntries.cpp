@@ -74,15 +74,6 @@ void proposal(QByteArrayView input) {
     }
 }
 
-Document sampleDocument() {
-    Document document;
-    Item item;
-    item.id = QStringLiteral("i1");
-    item.title = QStringLiteral("Call Dana");
-    document.items = {item, item};
-    return document;
-}
-
 // The offline file, and the restore that follows it at start.
 void snapshot(QByteArrayView input) {
     const auto read = OfflineSnapshot::decode(input);
@@ -103,7 +94,11 @@ void pendingOp(QByteArrayView input) {
     if (!op)
         return;
     check(PendingOps::fromJson(PendingOps::toJson(*op)) == op, "an edit re-encodes to itself");
-    Document document = sampleDocument();
+    Item item; // twice, as a hand-edited file might hold it
+    item.id = QStringLiteral("i1");
+    item.title = QStringLiteral("Call Dana");
+    Document document;
+    document.items = {item, item};
     PendingOps::apply(*op, document, QDateTime::currentDateTimeUtc());
 }
 
