@@ -317,12 +317,10 @@ private Q_SLOTS:
             QTest::qWait(50);
             const QImage image = window->grabWindow();
             QVERIFY(!image.isNull());
-            if (!dir.isEmpty()) {
-                QDir().mkpath(dir);
-                const QString name = dark ? QStringLiteral("components-dark.png")
-                                          : QStringLiteral("components-light.png");
-                QVERIFY(image.save(QDir(dir).filePath(name)));
-            }
+            if (!dir.isEmpty())
+                QVERIFY(QDir().mkpath(dir) &&
+                        image.save(QDir(dir).filePath(dark ? "components-dark.png"
+                                                           : "components-light.png")));
         }
     }
 };
