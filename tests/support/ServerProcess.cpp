@@ -79,17 +79,15 @@ void ServerProcess::start() {
         return;
     const QString adminFile = m_dir.filePath(QStringLiteral("admin-secret"));
     const QString tokenFile = m_dir.filePath(QStringLiteral("demo-token"));
-    QStringList args{QStringLiteral("--db"),
-                     m_options.databasePath.isEmpty() ? QStringLiteral(":memory:")
-                                                      : m_options.databasePath,
-                     QStringLiteral("serve"), QStringLiteral("--port"),
-                     // A restart comes back on the same address, as a real server would.
-                     QString::number(m_port), QStringLiteral("--admin-file"), adminFile,
-                     // A briefing lands at once rather than after the demo's pause.
-                     QStringLiteral("--briefing-delay-ms"), QStringLiteral("0")};
-    // A later flag wins: a run that takes a moment, for tests of waiting for it.
-    if (m_options.briefingDelayMs > 0)
-        args << QStringLiteral("--briefing-delay-ms") << QString::number(m_options.briefingDelayMs);
+    QStringList args{
+        QStringLiteral("--db"),
+        m_options.databasePath.isEmpty() ? QStringLiteral(":memory:") : m_options.databasePath,
+        QStringLiteral("serve"), QStringLiteral("--port"),
+        // A restart comes back on the same address, as a real server would.
+        QString::number(m_port), QStringLiteral("--admin-file"), adminFile,
+        // A briefing lands at once rather than after the demo's pause, unless a
+        // test of waiting for a run asks for a moment.
+        QStringLiteral("--briefing-delay-ms"), QString::number(qMax(0, m_options.briefingDelayMs))};
     if (m_options.demo)
         args << QStringLiteral("--demo") << QStringLiteral("--token-file") << tokenFile;
     if (!m_options.autoSignIn.isEmpty())
