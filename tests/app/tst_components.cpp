@@ -24,9 +24,9 @@ const QStringList galleryTypes{"Sample",     "SectionChip", "ChannelPill",   "Pr
                                "FlashBadge", "UndoToast",   "EmptyState",    "ScreenHint",
                                "HelpCard"};
 
-// A row as the list's model gives it: an open action item with nothing extra.
+// A list row, as wide as the list: an open action item with nothing extra.
 QVariantMap plainRow(const QVariantMap& changes = {}) {
-    QVariantMap row = QJsonDocument::fromJson(R"({"index": 0, "itemId": "i1",
+    QVariantMap row = QJsonDocument::fromJson(R"({"width": 680, "index": 0, "itemId": "i1",
         "title": "Send the budget", "source": "Priya", "done": false, "section": "action",
         "priority": "medium", "flagged": false, "channel": "teams", "channelLabel": "Teams",
         "dueLabel": "", "overdue": false, "ai": false, "firstLinkLabel": "", "firstLinkUrl": "",
@@ -137,7 +137,6 @@ private Q_SLOTS:
         QFETCH(QString, more);
         QFETCH(QString, dueColour);
         QQuickItem* row = make(QStringLiteral("list/ItemRow.qml"), plainRow(changes));
-        row->setWidth(680);
 
         QStringList shown;
         for (const char* name : {"stripe", "flag", "stars", "aiMark", "link"})
@@ -160,7 +159,6 @@ private Q_SLOTS:
     // controls and clicks come out as its signals.
     void rowInteraction() {
         QQuickItem* row = make(QStringLiteral("list/ItemRow.qml"), plainRow());
-        row->setWidth(680);
         QSignalSpy activated(row, SIGNAL(activated()));
         QSignalSpy toggle(row, SIGNAL(toggleRequested()));
         QSignalSpy flag(row, SIGNAL(flagRequested()));
