@@ -238,20 +238,19 @@ void ServerProcess::clearProposal(const QString& name) {
 }
 
 void ServerProcess::inject(const Fault& fault) {
-    JsonValue json =
-        JsonValue::object({{QStringLiteral("method"), fault.method},
-                           {QStringLiteral("path"), fault.path},
-                           {QStringLiteral("count"), fault.count},
-                           {QStringLiteral("delay_ms"), fault.delayMs},
-                           {QStringLiteral("close_after_write"), fault.closeAfterWrite},
-                           {QStringLiteral("cut_after_headers"), fault.cutAfterHeaders}});
-    if (!fault.rpc.isEmpty())
-        json.set(QStringLiteral("rpc"), fault.rpc);
-    if (fault.status)
-        json.set(QStringLiteral("status"), *fault.status);
-    if (!fault.body.isEmpty())
-        json.set(QStringLiteral("body"), QString::fromUtf8(fault.body));
-    adminJson("POST", QStringLiteral("/admin/faults"), json.toJson());
+    // The server reads null as "not set": any method, its own status, its own body.
+    const auto orNull = [](const QString& text) { return text.isEmpty() ? JsonValue() : text; };
+    adminJson("POST", QStringLiteral("/admin/faults"),
+              JsonValue::object({{QStringLiteral("method"), fault.method},
+                                 {QStringLiteral("path"), fault.path},
+                                 {QStringLiteral("rpc"), orNull(fault.rpc)},
+                                 {QStringLiteral("count"), fault.count},
+                                 {QStringLiteral("delay_ms"), fault.delayMs},
+                                 {QStringLiteral("status"), fault.status},
+                                 {QStringLiteral("body"), orNull(QString::fromUtf8(fault.body))},
+                                 {QStringLiteral("close_after_write"), fault.closeAfterWrite},
+                                 {QStringLiteral("cut_after_headers"), fault.cutAfterHeaders}})
+                  .toJson());
 }
 
 void ServerProcess::failNext(const QString& rpc, int status, const QByteArray& body, int count) {
