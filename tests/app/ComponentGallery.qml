@@ -1,12 +1,13 @@
-// Every list component side by side in one window, one row hovered, the context menu open;
-// the component test renders it in light and dark.
+// Every shared component side by side in one window, one row hovered, the context menu open;
+// the component test renders it in light and dark and holds each to a size of its own.
 import QtQuick
 import Velmora
+import "help"
 import "list"
 
 VWindow {
-    width: 720
-    height: 600
+    width: 790
+    height: 650
     visible: true
 
     component Sample: ItemRow {
@@ -18,6 +19,7 @@ VWindow {
     }
 
     Column {
+        objectName: "gallery"
         x: 30; y: 20
         spacing: 2
         Sample {
@@ -97,6 +99,15 @@ VWindow {
                 width: 200; height: 140
                 ItemContextMenu { id: menu; flagged: true }
                 Component.onCompleted: menu.open()
+            }
+        }
+        Item { width: 1; height: 10 }
+        Row {
+            spacing: 20
+            ScreenHint { title: "New to briefings?"; line: "A short read of your day."; hasHelp: true }
+            HelpCard {
+                title: "What you can do"
+                rows: [{ label: "Reject", does: "Strikes", swipe: "left" }]
             }
         }
     }

@@ -1,5 +1,7 @@
 #include <QAccessible>
 #include <QDir>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QQmlComponent>
 #include <QQmlEngine>
 #include <QQmlExpression>
@@ -16,32 +18,23 @@
 namespace {
 
 const QString qmlRoot = QStringLiteral("qrc:/velmora/qml/");
+// What the gallery holds, in its order ("Sample" is its ItemRow).
+const QStringList galleryTypes{"Sample",     "SectionChip", "ChannelPill",   "PriorityStars",
+                               "LinkChip",   "IconButton",  "SectionStripe", "OfflineBadge",
+                               "FlashBadge", "UndoToast",   "EmptyState",    "ScreenHint",
+                               "HelpCard"};
 
-// A row as the list's model gives it: an open action item with nothing extra.
-QVariantMap plainRow() {
-    return {{"index", 0},
-            {"itemId", "i1"},
-            {"title", "Send the budget"},
-            {"source", "Priya"},
-            {"done", false},
-            {"section", "action"},
-            {"priority", "medium"},
-            {"flagged", false},
-            {"channel", "teams"},
-            {"channelLabel", "Teams"},
-            {"dueLabel", ""},
-            {"overdue", false},
-            {"ai", false},
-            {"firstLinkLabel", ""},
-            {"firstLinkUrl", ""},
-            {"moreLinks", 0},
-            {"sectionRedundant", false}};
-}
-
-QVariantMap with(QVariantMap map, const QVariantMap& changes) {
-    for (auto it = changes.begin(); it != changes.end(); ++it)
-        map.insert(it.key(), it.value());
-    return map;
+// A list row, as wide as the list: an open action item with nothing extra.
+QVariantMap plainRow(const QVariantMap& changes = {}) {
+    QVariantMap row = QJsonDocument::fromJson(R"({"width": 680, "index": 0, "itemId": "i1",
+        "title": "Send the budget", "source": "Priya", "done": false, "section": "action",
+        "priority": "medium", "flagged": false, "channel": "teams", "channelLabel": "Teams",
+        "dueLabel": "", "overdue": false, "ai": false, "firstLinkLabel": "", "firstLinkUrl": "",
+        "moreLinks": 0, "sectionRedundant": false})")
+                          .object()
+                          .toVariantMap();
+    row.insert(changes);
+    return row;
 }
 
 } // namespace
@@ -112,43 +105,6 @@ private Q_SLOTS:
         m_engine.reset();
     }
 
-    void componentsLoad_data() {
-        QTest::addColumn<QString>("file");
-        QTest::addColumn<QVariantMap>("properties");
-        QTest::newRow("icon button")
-            << "IconButton.qml" << QVariantMap{{"toolTipText", "Flag as urgent"}};
-        QTest::newRow("stripe") << "list/SectionStripe.qml" << QVariantMap{{"section", "note"}};
-        QTest::newRow("pill") << "ChannelPill.qml" << QVariantMap{{"label", "Email"}};
-        QTest::newRow("stars") << "PriorityStars.qml" << QVariantMap{{"alwaysShow", true}};
-        QTest::newRow("link") << "list/LinkChip.qml" << QVariantMap{{"url", "https://example.com"}};
-        QTest::newRow("chip") << "list/SectionChip.qml" << QVariantMap{{"title", "Notes"}};
-        QTest::newRow("offline") << "OfflineBadge.qml" << QVariantMap{{"text", "Offline"}};
-        QTest::newRow("flash") << "FlashBadge.qml" << QVariantMap{{"message", "Synced"}};
-        QTest::newRow("toast") << "UndoToast.qml" << QVariantMap{{"message", "Deleted “x”"}};
-        QTest::newRow("empty") << "EmptyState.qml" << QVariantMap{{"title", "Nothing here"}};
-        QTest::newRow("row") << "list/ItemRow.qml" << plainRow();
-        QTest::newRow("menu") << "list/ItemContextMenu.qml" << QVariantMap{};
-        QTest::newRow("hint") << "help/ScreenHint.qml"
-                              << QVariantMap{{"title", "New to briefings?"}, {"hasHelp", true}};
-        QTest::newRow("help card")
-            << "help/HelpCard.qml"
-            << QVariantMap{
-                   {"title", "What you can do"},
-                   {"rows", QVariantList{QVariantMap{
-                                {"label", "Reject"}, {"does", "Strikes"}, {"swipe", "left"}}}}};
-    }
-    // Each loads without a warning and has a size of its own, in both schemes.
-    void componentsLoad() {
-        QFETCH(QString, file);
-        QFETCH(QVariantMap, properties);
-        for (const bool dark : {false, true}) {
-            m_style->setProperty("dark", dark);
-            QObject* object = make<QObject>(file, properties);
-            if (auto* item = qobject_cast<QQuickItem*>(object))
-                QVERIFY(item->implicitWidth() > 0 && item->implicitHeight() > 0);
-        }
-    }
-
     // Which parts a row shows: "stripe flag stars ai link" as present, the "+N" of further
     // links, the due label's colour and the check button's name.
     void rowParts_data() {
@@ -180,8 +136,7 @@ private Q_SLOTS:
         QFETCH(QString, parts);
         QFETCH(QString, more);
         QFETCH(QString, dueColour);
-        QQuickItem* row = make(QStringLiteral("list/ItemRow.qml"), with(plainRow(), changes));
-        row->setWidth(680);
+        QQuickItem* row = make(QStringLiteral("list/ItemRow.qml"), plainRow(changes));
 
         QStringList shown;
         for (const char* name : {"stripe", "flag", "stars", "aiMark", "link"})
@@ -204,7 +159,6 @@ private Q_SLOTS:
     // controls and clicks come out as its signals.
     void rowInteraction() {
         QQuickItem* row = make(QStringLiteral("list/ItemRow.qml"), plainRow());
-        row->setWidth(680);
         QSignalSpy activated(row, SIGNAL(activated()));
         QSignalSpy toggle(row, SIGNAL(toggleRequested()));
         QSignalSpy flag(row, SIGNAL(flagRequested()));
@@ -339,6 +293,19 @@ private Q_SLOTS:
             std::unique_ptr<QQuickWindow> window(qobject_cast<QQuickWindow*>(component.create()));
             QVERIFY2(window, qPrintable(component.errorString()));
             QVERIFY(QTest::qWaitForWindowExposed(window.get(), 5000));
+            // Each component (not a spacer) has a size of its own, in both schemes.
+            QStringList sized;
+            for (QQuickItem* line : window->findChild<QQuickItem*>("gallery")->childItems())
+                for (QQuickItem* item :
+                     line->inherits("QQuickRow") ? line->childItems() : QList{line})
+                    if (const QString type = item->metaObject()->className();
+                        !type.startsWith("QQuick")) {
+                        QVERIFY2(item->implicitWidth() > 0 && item->implicitHeight() > 0,
+                                 qPrintable(type));
+                        if (!sized.contains(type.section(u'_', 0, 0)))
+                            sized << type.section(u'_', 0, 0);
+                    }
+            QCOMPARE(sized, galleryTypes);
             auto* hoverMe = window->findChild<QQuickItem*>(QStringLiteral("hoverMe"));
             QVERIFY(hoverMe);
             // The first move only brings the pointer into the window.
@@ -348,12 +315,10 @@ private Q_SLOTS:
             QTest::qWait(50);
             const QImage image = window->grabWindow();
             QVERIFY(!image.isNull());
-            if (!dir.isEmpty()) {
-                QDir().mkpath(dir);
-                const QString name = dark ? QStringLiteral("components-dark.png")
-                                          : QStringLiteral("components-light.png");
-                QVERIFY(image.save(QDir(dir).filePath(name)));
-            }
+            if (!dir.isEmpty())
+                QVERIFY(QDir().mkpath(dir) &&
+                        image.save(QDir(dir).filePath(dark ? "components-dark.png"
+                                                           : "components-light.png")));
         }
     }
 };

@@ -31,22 +31,21 @@ private Q_SLOTS:
     void routes_data() {
         QTest::addColumn<QString>("argument");
         QTest::addColumn<std::optional<SignIn::Link>>("link");
-        const auto code = [](const char* c) {
-            return std::optional(SignIn::Link{Kind::signInCode, c});
+        const auto row = [](const char* name, const QString& argument,
+                            std::optional<SignIn::Link> link = std::nullopt) {
+            QTest::newRow(name) << argument << link;
         };
-        QTest::newRow("first code wins") << "velmora://done?code=abc&code=def" << code("abc");
-        QTest::newRow("host and path ignored")
-            << "VELMORA://auth/x?state=1&code=Q%2B1" << code("Q+1");
-        QTest::newRow("empty code") << "velmora://auth?code=" << std::optional<SignIn::Link>();
-        QTest::newRow("no code") << "velmora://auth?state=1" << std::optional<SignIn::Link>();
-        QTest::newRow("too long") << "velmora://auth?code=" + QString(257, u'a')
-                                  << std::optional<SignIn::Link>();
-        QTest::newRow("invitation")
-            << "velmora://i/inv42" << std::optional(SignIn::Link{Kind::invitation, "inv42"});
-        QTest::newRow("invitation, deeper") << "velmora://i/a/b" << std::optional<SignIn::Link>();
-        QTest::newRow("invitation, none") << "velmora://i/" << std::optional<SignIn::Link>();
-        QTest::newRow("other scheme") << "https://x.org/?code=abc" << std::optional<SignIn::Link>();
-        QTest::newRow("an option") << "--server" << std::optional<SignIn::Link>();
+        const auto code = [](const char* c) { return SignIn::Link{Kind::signInCode, c}; };
+        row("first code wins", "velmora://done?code=abc&code=def", code("abc"));
+        row("host and path ignored", "VELMORA://auth/x?state=1&code=Q%2B1", code("Q+1"));
+        row("empty code", "velmora://auth?code=");
+        row("no code", "velmora://auth?state=1");
+        row("too long", "velmora://auth?code=" + QString(257, u'a'));
+        row("invitation", "velmora://i/inv42", SignIn::Link{Kind::invitation, "inv42"});
+        row("invitation, deeper", "velmora://i/a/b");
+        row("invitation, none", "velmora://i/");
+        row("other scheme", "https://x.org/?code=abc");
+        row("an option", "--server");
     }
     void routes() {
         QFETCH(QString, argument);

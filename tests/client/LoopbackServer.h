@@ -26,7 +26,7 @@ public:
         std::string method;
         std::string path;
         std::string body;
-        std::multimap<std::string, std::string, httplib::detail::ci> headers;
+        httplib::Headers headers;                       // names compared without case
         std::multimap<std::string, std::string> params; // the query, decoded
         bool hasHeader(const std::string& name) const { return headers.count(name) > 0; }
         std::string header(const std::string& name) const {
@@ -40,10 +40,7 @@ public:
             Reply reply;
             {
                 std::lock_guard lock(m_mutex);
-                m_last = {
-                    req.method, req.path, req.body, {}, {req.params.begin(), req.params.end()}};
-                for (const auto& [name, value] : req.headers)
-                    m_last.headers.emplace(name, value);
+                m_last = {req.method, req.path, req.body, req.headers, req.params};
                 ++m_count;
                 reply = m_reply;
             }

@@ -74,15 +74,6 @@ void proposal(QByteArrayView input) {
     }
 }
 
-Document sampleDocument() {
-    Document document;
-    Item item;
-    item.id = QStringLiteral("i1");
-    item.title = QStringLiteral("Call Dana");
-    document.items = {item, item};
-    return document;
-}
-
 // The offline file, and the restore that follows it at start.
 void snapshot(QByteArrayView input) {
     const auto read = OfflineSnapshot::decode(input);
@@ -103,22 +94,28 @@ void pendingOp(QByteArrayView input) {
     if (!op)
         return;
     check(PendingOps::fromJson(PendingOps::toJson(*op)) == op, "an edit re-encodes to itself");
-    Document document = sampleDocument();
+    Item item; // twice, as a hand-edited file might hold it
+    item.id = QStringLiteral("i1");
+    item.title = QStringLiteral("Call Dana");
+    Document document;
+    document.items = {item, item};
     PendingOps::apply(*op, document, QDateTime::currentDateTimeUtc());
 }
 
 // --- the server ------------------------------------------------------------------------
 
 // One user on an in-memory database, put back to the same state before each input.
-class Server {
-public:
-    Server()
-        : m_storage(QStringLiteral(":memory:"))
-        , m_service(m_storage) {
-        const auto issued = m_service.issueToken(name);
-        m_user = *m_service.authenticate(issued.token.toUtf8());
-        m_service.setSmartInsertCap(std::numeric_limits<qint64>::max());
-        m_seed = WireJson::decode<WireDocument>(R"({"schema_version":1,"items":[{"id":"i1",
+struct Server {
+    Storage storage{QStringLiteral(":memory:")};
+    Service service{storage};
+    qint64 user = 0;
+    WireDocument seed;
+
+    Server() {
+        const auto issued = service.issueToken(name);
+        user = *service.authenticate(issued.token.toUtf8());
+        service.setSmartInsertCap(std::numeric_limits<qint64>::max());
+        seed = WireJson::decode<WireDocument>(R"({"schema_version":1,"items":[{"id":"i1",
             "title":"Call Dana","section":"action","channel":"self","priority":"high",
             "links":[],"status":"open","origin":"user","created_at":"2026-03-01T09:30:15Z"}],
             "rejections":[],"rules":[{"id":"r1","status":"active","action":"exclude",
@@ -131,13 +128,10 @@ public:
 
     static Server& instance() {
         static Server server;
-        server.m_service.replaceDocument(name, server.m_seed);
-        server.m_service.setProposal(name, std::nullopt);
+        server.service.replaceDocument(name, server.seed);
+        server.service.setProposal(name, std::nullopt);
         return server;
     }
-
-    Service& service() { return m_service; }
-    qint64 user() const { return m_user; }
 
     // Every reply is JSON, and whatever the server now holds, the client can load.
     void checkAfter(const Reply& reply) {
@@ -146,8 +140,8 @@ public:
         checkState();
     }
     void checkState() {
-        const Reply load = m_service.call(m_user, R"({"method":"load"})", std::nullopt);
-        const Reply pending = m_service.call(m_user, R"({"method":"loadProposal"})", std::nullopt);
+        const Reply load = service.call(user, R"({"method":"load"})", std::nullopt);
+        const Reply pending = service.call(user, R"({"method":"loadProposal"})", std::nullopt);
         check(load.status == 200 && pending.status == 200, "the state loads");
         try {
             WireJson::decodeEnvelope<WireDocument>(load.body);
@@ -159,18 +153,12 @@ public:
     }
 
     static inline const QString name = QStringLiteral("fuzz");
-
-private:
-    Storage m_storage;
-    Service m_service;
-    qint64 m_user = 0;
-    WireDocument m_seed;
 };
 
 // POST api/store.
 void serverStore(QByteArrayView input) {
     Server& server = Server::instance();
-    server.checkAfter(server.service().call(server.user(), input.toByteArray(), std::nullopt));
+    server.checkAfter(server.service.call(server.user, input.toByteArray(), std::nullopt));
 }
 
 // POST api/ai/smart-insert: the body as its route reads it, then the reading of the text.
@@ -196,7 +184,7 @@ void serverDocument(QByteArrayView input) {
         ruleIds.insert(rule.id);
     if (itemIds.size() != document->items.size() || ruleIds.size() != document->rules.size())
         return;
-    server.service().replaceDocument(Server::name, *document);
+    server.service.replaceDocument(Server::name, *document);
     server.checkState();
 }
 
@@ -207,7 +195,7 @@ void serverProposal(QByteArrayView input) {
     if (!proposal)
         return;
     try {
-        server.service().setProposal(Server::name, *proposal);
+        server.service.setProposal(Server::name, *proposal);
     } catch (const RpcError&) {
     }
     server.checkState();

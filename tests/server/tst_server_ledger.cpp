@@ -97,12 +97,12 @@ private Q_SLOTS:
                                         at("2026-05-01T00:00:00Z"))
                      .status,
                  404);
-
-        const Reply refused = CreditLedger::refusal();
-        QCOMPARE(refused.status, 402);
-        const auto body = JsonValue::parse(refused.body);
-        QCOMPARE(body->find(u"reason")->toString(), QStringLiteral("no_credits"));
-        QVERIFY(!body->find(u"message")->toString().isEmpty());
+        // The refusal's 402 and reason are held end to end in tst_server_briefing; its sentence
+        // here.
+        QVERIFY(!JsonValue::parse(CreditLedger::refusal().body)
+                     ->find(u"message")
+                     ->toString()
+                     .isEmpty());
     }
 
     // The same table as the client's FocusLimits.

@@ -23,6 +23,10 @@ qint64 countMarks(Storage& storage) {
     return count.step() ? count.integer(0) : -1;
 }
 
+std::optional<qint64> signIn(Service& service, const char* name) {
+    return service.authenticate(service.issueToken(QString::fromLatin1(name)).token.toUtf8());
+}
+
 } // namespace
 
 class TestServerSeams : public QObject {
@@ -59,8 +63,7 @@ private Q_SLOTS:
             Storage storage(path);
             Service service(storage);
             service.migrate([](Storage& s) { s.exec(marksTable); });
-            const auto user =
-                service.authenticate(service.issueToken(QStringLiteral("ana")).token.toUtf8());
+            const auto user = signIn(service, "ana");
             QVERIFY(user);
             before = service.state(QStringLiteral("ana"))->version;
             const Reply reply = service.transact(*user, [&](UserState& next, Storage& s) {
@@ -95,10 +98,9 @@ private Q_SLOTS:
     void writeFailingAtCommit_data() {
         QTest::addColumn<QString>("method");
         QTest::addColumn<QString>("args"); // ID stands for the kept item's id
-        QTest::newRow("edit") << "updateItem"
-                              << R"(["ID",{"title":"Doomed"}])";
-        QTest::newRow("addition") << "addItem"
-                                  << R"([{"title":"Doomed","section":"action"}])";
+        QTest::newRow("edit") << QString("updateItem") << QString(R"(["ID",{"title":"Doomed"}])");
+        QTest::newRow("addition") << QString("addItem")
+                                  << QString(R"([{"title":"Doomed","section":"action"}])");
     }
     void writeFailingAtCommit() {
         QFETCH(QString, method);
@@ -118,10 +120,8 @@ private Q_SLOTS:
         // The disk refuses any row holding that title, as a full disk would refuse the commit.
         storage.exec("CREATE TRIGGER doomed BEFORE INSERT ON items WHEN NEW.body LIKE "
                      "'%Doomed%' BEGIN SELECT RAISE(ABORT, 'disk full'); END");
-        const auto user =
-            service.authenticate(service.issueToken(QStringLiteral("ana")).token.toUtf8());
-        const auto other =
-            service.authenticate(service.issueToken(QStringLiteral("bo")).token.toUtf8());
+        const auto user = signIn(service, "ana");
+        const auto other = signIn(service, "bo");
         const Reply added = service.call(
             *user, R"({"method":"addItem","args":[{"title":"Kept","section":"action"}]})", {});
         const QString id = JsonValue::parse(added.body)->find(u"result")->find(u"id")->toString();

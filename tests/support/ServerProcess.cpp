@@ -19,8 +19,7 @@
 
 namespace {
 
-constexpr int startTimeoutMs = 15000;
-constexpr int stopTimeoutMs = 15000;
+constexpr int timeoutMs = 15000; // to start, and to stop
 
 [[noreturn]] void fail(const QString& what) {
     throw std::runtime_error(what.toStdString());
@@ -80,17 +79,15 @@ void ServerProcess::start() {
         return;
     const QString adminFile = m_dir.filePath(QStringLiteral("admin-secret"));
     const QString tokenFile = m_dir.filePath(QStringLiteral("demo-token"));
-    QStringList args{QStringLiteral("--db"),
-                     m_options.databasePath.isEmpty() ? QStringLiteral(":memory:")
-                                                      : m_options.databasePath,
-                     QStringLiteral("serve"), QStringLiteral("--port"),
-                     // A restart comes back on the same address, as a real server would.
-                     QString::number(m_port), QStringLiteral("--admin-file"), adminFile,
-                     // A briefing lands at once rather than after the demo's pause.
-                     QStringLiteral("--briefing-delay-ms"), QStringLiteral("0")};
-    // A later flag wins: a run that takes a moment, for tests of waiting for it.
-    if (m_options.briefingDelayMs > 0)
-        args << QStringLiteral("--briefing-delay-ms") << QString::number(m_options.briefingDelayMs);
+    QStringList args{
+        QStringLiteral("--db"),
+        m_options.databasePath.isEmpty() ? QStringLiteral(":memory:") : m_options.databasePath,
+        QStringLiteral("serve"), QStringLiteral("--port"),
+        // A restart comes back on the same address, as a real server would.
+        QString::number(m_port), QStringLiteral("--admin-file"), adminFile,
+        // A briefing lands at once rather than after the demo's pause, unless a
+        // test of waiting for a run asks for a moment.
+        QStringLiteral("--briefing-delay-ms"), QString::number(qMax(0, m_options.briefingDelayMs))};
     if (m_options.demo)
         args << QStringLiteral("--demo") << QStringLiteral("--token-file") << tokenFile;
     if (!m_options.autoSignIn.isEmpty())
@@ -101,12 +98,12 @@ void ServerProcess::start() {
     // A test that crashes must not leave its server running.
     m_process->setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGTERM); });
     m_process->start(QStringLiteral(VELMORA_SERVER_PATH), args);
-    if (!m_process->waitForStarted(startTimeoutMs))
+    if (!m_process->waitForStarted(timeoutMs))
         fail(QStringLiteral("velmora-server did not start: %1").arg(m_process->errorString()));
 
     // The first line is the port, the second the admin port.
     QByteArray output;
-    QDeadlineTimer deadline(startTimeoutMs);
+    QDeadlineTimer deadline(timeoutMs);
     while (output.count('\n') < 2) {
         if (deadline.hasExpired() || m_process->state() != QProcess::Running)
             fail(QStringLiteral("velmora-server did not report its ports (output: \"%1\")")
@@ -128,12 +125,11 @@ int ServerProcess::stop() {
     if (!isRunning())
         return -1;
     m_process->terminate();
-    if (!m_process->waitForFinished(stopTimeoutMs)) {
-        m_process->kill();
-        m_process->waitForFinished(stopTimeoutMs);
-        return -1;
-    }
-    return m_process->exitStatus() == QProcess::NormalExit ? m_process->exitCode() : -1;
+    if (m_process->waitForFinished(timeoutMs))
+        return m_process->exitStatus() == QProcess::NormalExit ? m_process->exitCode() : -1;
+    m_process->kill();
+    m_process->waitForFinished(timeoutMs);
+    return -1;
 }
 
 bool ServerProcess::isRunning() const {
@@ -147,7 +143,7 @@ QUrl ServerProcess::baseURL() const {
 QString ServerProcess::demoToken() const {
     if (!m_options.demo)
         fail(QStringLiteral("the server was started without --demo"));
-    return QString::fromUtf8(readSecret(m_dir.filePath(QStringLiteral("demo-token"))));
+    return QString::fromUtf8(readSecret(demoTokenFile()));
 }
 
 QString ServerProcess::demoTokenFile() const {
@@ -178,9 +174,13 @@ static QString userPath(const QString& name, const char* what) {
         .arg(QString::fromLatin1(QUrl::toPercentEncoding(name)), QLatin1String(what));
 }
 
+// The body {"<key>": value} of most admin calls.
+static QByteArray field(const char* key, const JsonValue& value) {
+    return JsonValue::object({{QString::fromLatin1(key), value}}).toJson();
+}
+
 QString ServerProcess::createUser(const QString& name) {
-    const JsonValue reply = adminJson("POST", QStringLiteral("/admin/users"),
-                                      JsonValue::object({{QStringLiteral("name"), name}}).toJson());
+    const JsonValue reply = adminJson("POST", QStringLiteral("/admin/users"), field("name", name));
     const JsonValue* token = reply.find(u"token");
     if (!token || !token->isString())
         fail(QStringLiteral("no token for %1").arg(name));
@@ -188,26 +188,20 @@ QString ServerProcess::createUser(const QString& name) {
 }
 
 void ServerProcess::setOpenCap(const QString& name, std::optional<qint64> cap) {
-    adminJson("PUT", userPath(name, "cap"),
-              JsonValue::object(
-                  {{QStringLiteral("cap"), cap ? JsonValue(std::int64_t(*cap)) : JsonValue()}})
-                  .toJson());
+    adminJson("PUT", userPath(name, "cap"), field("cap", cap));
 }
 
 void ServerProcess::setMcpDailyCap(qint64 cap) {
-    adminJson("PUT", QStringLiteral("/admin/mcp/cap"),
-              JsonValue::object({{QStringLiteral("cap"), std::int64_t(cap)}}).toJson());
+    adminJson("PUT", QStringLiteral("/admin/mcp/cap"), field("cap", cap));
 }
 
 void ServerProcess::grantCredits(const QString& name, qint64 amount) {
-    adminJson("POST", userPath(name, "credits"),
-              JsonValue::object({{QStringLiteral("amount"), std::int64_t(amount)}}).toJson());
+    adminJson("POST", userPath(name, "credits"), field("amount", amount));
 }
 
 bool ServerProcess::recordRun(const QString& name, bool succeeded) {
     const Reply reply =
-        admin("POST", userPath(name, "credits/runs"),
-              JsonValue::object({{QStringLiteral("succeeded"), succeeded}}).toJson());
+        admin("POST", userPath(name, "credits/runs"), field("succeeded", succeeded));
     if (reply.status != 200 && reply.status != 402)
         throw std::runtime_error("recordRun: HTTP " + std::to_string(reply.status));
     return reply.status == 200;
@@ -244,45 +238,31 @@ void ServerProcess::clearProposal(const QString& name) {
 }
 
 void ServerProcess::inject(const Fault& fault) {
-    JsonValue json =
-        JsonValue::object({{QStringLiteral("method"), fault.method},
-                           {QStringLiteral("path"), fault.path},
-                           {QStringLiteral("count"), fault.count},
-                           {QStringLiteral("delay_ms"), fault.delayMs},
-                           {QStringLiteral("close_after_write"), fault.closeAfterWrite},
-                           {QStringLiteral("cut_after_headers"), fault.cutAfterHeaders}});
-    if (!fault.rpc.isEmpty())
-        json.set(QStringLiteral("rpc"), fault.rpc);
-    if (fault.status)
-        json.set(QStringLiteral("status"), *fault.status);
-    if (!fault.body.isEmpty())
-        json.set(QStringLiteral("body"), QString::fromUtf8(fault.body));
-    adminJson("POST", QStringLiteral("/admin/faults"), json.toJson());
+    // The server reads null as "not set": any method, its own status, its own body.
+    const auto orNull = [](const QString& text) { return text.isEmpty() ? JsonValue() : text; };
+    adminJson("POST", QStringLiteral("/admin/faults"),
+              JsonValue::object({{QStringLiteral("method"), fault.method},
+                                 {QStringLiteral("path"), fault.path},
+                                 {QStringLiteral("rpc"), orNull(fault.rpc)},
+                                 {QStringLiteral("count"), fault.count},
+                                 {QStringLiteral("delay_ms"), fault.delayMs},
+                                 {QStringLiteral("status"), fault.status},
+                                 {QStringLiteral("body"), orNull(QString::fromUtf8(fault.body))},
+                                 {QStringLiteral("close_after_write"), fault.closeAfterWrite},
+                                 {QStringLiteral("cut_after_headers"), fault.cutAfterHeaders}})
+                  .toJson());
 }
 
 void ServerProcess::failNext(const QString& rpc, int status, const QByteArray& body, int count) {
-    Fault fault;
-    fault.rpc = rpc;
-    fault.status = status;
-    fault.body = body;
-    fault.count = count;
-    inject(fault);
+    inject({.rpc = rpc, .count = count, .status = status, .body = body});
 }
 
 void ServerProcess::delayNext(const QString& rpc, int delayMs, int count) {
-    Fault fault;
-    fault.rpc = rpc;
-    fault.delayMs = delayMs;
-    fault.count = count;
-    inject(fault);
+    inject({.rpc = rpc, .count = count, .delayMs = delayMs, .status = {}, .body = {}});
 }
 
 void ServerProcess::dropReplyAfterWrite(const QString& rpc, int count) {
-    Fault fault;
-    fault.rpc = rpc;
-    fault.closeAfterWrite = true;
-    fault.count = count;
-    inject(fault);
+    inject({.rpc = rpc, .count = count, .status = {}, .body = {}, .closeAfterWrite = true});
 }
 
 int ServerProcess::pendingFaults() {

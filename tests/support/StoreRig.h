@@ -37,12 +37,7 @@ struct StoreRig {
                 return item;
         throw std::runtime_error("no item " + title.toStdString());
     }
-    bool has(const QString& title) const {
-        for (const Item& item : store.document().items)
-            if (item.title == title)
-                return true;
-        return false;
-    }
+    bool has(const QString& title) const { return titles().contains(title); }
     QStringList titles() const {
         QStringList out;
         for (const Item& item : store.document().items)
