@@ -22,7 +22,8 @@ if [ "${1:-}" = "--" ]; then
 fi
 
 db="$work/interop.db"
-rm -f "$db" "$db-wal" "$db-shm"
+# The last run's port file would pass for this server's before the redirect empties it.
+rm -f "$db" "$db-wal" "$db-shm" "$work/port"
 token=$("$server" --db "$db" user add interop | grep -o 'vl-[A-Za-z0-9]*') || exit 1
 "$server" --db "$db" serve --port 0 >"$work/port" &
 pid=$!
