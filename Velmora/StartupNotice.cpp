@@ -7,7 +7,7 @@
 #include <QWindow>
 
 #ifdef VELMORA_HAS_XCB
-#include <xcb/xcb.h>
+#include "XcbAtoms.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -20,16 +20,8 @@ namespace StartupNotice {
 #ifdef VELMORA_HAS_XCB
 namespace {
 
-struct FreeReply {
-    void operator()(void* reply) const { std::free(reply); }
-};
-
-xcb_atom_t atom(xcb_connection_t* connection, const char* name) {
-    const auto cookie = xcb_intern_atom(connection, 0, uint16_t(std::strlen(name)), name);
-    const std::unique_ptr<xcb_intern_atom_reply_t, FreeReply> reply(
-        xcb_intern_atom_reply(connection, cookie, nullptr));
-    return reply ? reply->atom : xcb_atom_t(XCB_ATOM_NONE);
-}
+using XcbAtoms::atom;
+using XcbAtoms::FreeReply;
 
 // A startup-notification message goes to the root window in 20-byte pieces, the first
 // typed _NET_STARTUP_INFO_BEGIN, with its closing NUL.

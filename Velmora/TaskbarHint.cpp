@@ -5,30 +5,14 @@
 #include <QWindow>
 
 #ifdef VELMORA_HAS_XCB
-#include <xcb/xcb.h>
-
-#include <cstdlib>
-#include <cstring>
-#include <memory>
+#include "XcbAtoms.h"
 #endif
 
 namespace TaskbarHint {
 
 #ifdef VELMORA_HAS_XCB
-namespace {
-
-struct FreeReply {
-    void operator()(void* reply) const { std::free(reply); }
-};
-
-xcb_atom_t atom(xcb_connection_t* connection, const char* name) {
-    const auto cookie = xcb_intern_atom(connection, 0, uint16_t(std::strlen(name)), name);
-    const std::unique_ptr<xcb_intern_atom_reply_t, FreeReply> reply(
-        xcb_intern_atom_reply(connection, cookie, nullptr));
-    return reply ? reply->atom : xcb_atom_t(XCB_ATOM_NONE);
-}
-
-} // namespace
+using XcbAtoms::atom;
+using XcbAtoms::FreeReply;
 #endif
 
 bool apply(QWindow* window, bool skip) {
