@@ -172,6 +172,18 @@ private Q_SLOTS:
         QCOMPARE(ids(ListQueries::visibleItems(ties, view, now)), order);
     }
 
+    // The C locale has no ICU collator: titles take the fallback order, any case as well.
+    void titlesInTheCLocale() {
+        const QLocale saved;
+        QLocale::setDefault(QLocale::c());
+        Document doc;
+        doc.items = {make("b", "beta", 1), make("B", "Beta", 1), make("a", "alpha", 1)};
+        const ViewSettings view = with([](ViewSettings& v) { v.sortField = SortField::title; });
+        const QString order = ids(ListQueries::visibleItems(doc, view, now));
+        QLocale::setDefault(saved);
+        QCOMPARE(order, QString("abB"));
+    }
+
     // The title order is kept between calls; texts first seen later must fall into place
     // among the kept ones, a case variant level with its twin (document order between them).
     void titlesSeenLaterFallIntoPlace() {
