@@ -204,8 +204,6 @@ SortKey keyOf(const Item& item) {
                              : std::numeric_limits<qint64>::min()};
 }
 
-// The flat sort; the descending direction calls it with the arguments swapped, which
-// reverses its tie-breaks as well.
 const QString& textOf(const Item& item, SortField field) {
     static const QString none;
     if (field == SortField::title)
@@ -213,7 +211,9 @@ const QString& textOf(const Item& item, SortField field) {
     return item.source ? *item.source : none;
 }
 
-// The text sorts compare by Qt's collator only where ICU could not open one (see below).
+// The flat sort; the descending direction calls it with the arguments swapped, which
+// reverses its tie-breaks as well. The text sorts compare by Qt's collator only where ICU
+// could not open one (see below).
 bool flatBefore(const SortKey& a, const SortKey& b, SortField field, const QCollator* collator) {
     switch (field) {
     case SortField::due:

@@ -127,14 +127,14 @@ QByteArray encodeStrings(const QStringList& list) {
     return JsonValue(std::move(array)).toJson();
 }
 
-// Rows of one record list (items or rules): rewrites a row only when its record or its
-// position changed, deletes rows whose record is gone.
 QByteArray upsertSql(const char* table) {
     return QByteArray("INSERT INTO ") + table +
            "(user_id, id, seq, body) VALUES(?1, ?2, ?3, ?4) "
            "ON CONFLICT(user_id, id) DO UPDATE SET seq = ?3, body = ?4";
 }
 
+// Rows of one record list (items or rules): rewrites a row only when its record or its
+// position changed, deletes rows whose record is gone.
 template <typename T>
 void saveRows(sqlite3* db, const char* table, qint64 userId, const QList<T>& before,
               const QList<T>& after) {
